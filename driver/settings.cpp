@@ -1,0 +1,3 @@
+#include "driver/settings.h"
+
+run_settings settings;
