@@ -1,0 +1,56 @@
+// The virtual target's run configuration: written by the vtarget command into a
+// file, read back by the emulations inside the program it runs (see bench.h).
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace vt {
+
+// One --ftdi entry: a dual or quad FTDI chip on the emulated USB bus.
+struct ftdi_entry {
+  std::string type;          // "ft2232c", "ft2232h" or "ft4232h"
+  bool has_description = false;
+  std::string description;   // base description (without the channel letter) when given
+  bool has_serial = false;
+  std::string serial;        // serial number when given
+};
+
+// One --fault NAME[=VALUE] entry.
+struct fault_spec {
+  std::string name;
+  std::string value;         // text after '=', empty when none
+  bool has_value = false;
+  // The value as a number (decimal or 0x hex); `fallback` when there is none or it is not a number.
+  long number(long fallback = 0) const;
+};
+
+struct bench_config {
+  std::string chip = "mega8";          // chip name as given on the command line
+  std::string state_file;              // persistent chip state, empty: none (fresh chip, not saved)
+  std::string wiring = "kaldo";        // wiring name, or "map" for a pin map
+  std::string wiring_map;              // for "map": the raw text after "map:" (zindle's pin-map syntax)
+  bool power_from_adapter = false;     // --power adapter
+  std::string parport = "/dev/parport0";
+  bool emulate_lpt = true;             // ppdev and direct I/O are emulated
+  std::vector<ftdi_entry> ftdi;        // --ftdi entries, in order
+  bool osc_xtal = false;               // --osc xtal: the chip runs from the adapter's XTAL line
+  double osc_hz = 0;                   // --osc FREQ; 0: the chip's factory clock
+  double lpt_cycle_us = 1.0;           // modelled duration of one port access
+  double usb_latency_us = -1;          // modelled turn-around of one FTDI read; < 0: default by chip type
+  bool realtime = false;               // every access takes its modelled time for real
+  std::vector<fault_spec> faults;
+  std::string trace_file;              // empty: no trace
+  double key_press_ms = -1;            // >= 0: the adapter key is pressed from this modelled time on
+  double key_release_ms = -1;          // >= 0: and released again at this modelled time
+};
+
+// Text form, one "key=value" line per setting (values escaped); parse fails with a message in `error`.
+std::string format_config(const bench_config& c);
+bool parse_config(const std::string& text, bench_config& c, std::string& error);
+
+// Parses "NAME[=VALUE]".
+fault_spec parse_fault(const std::string& text);
+
+}  // namespace vt
