@@ -1,6 +1,8 @@
 // The process-wide bench: configuration, chip, modelled clock, trace and state save.
 #include "sim/bench/bench.h"
 
+#include <sys/stat.h>
+
 #include <fcntl.h>
 #include <time.h>
 #include <unistd.h>
@@ -12,6 +14,8 @@
 #include <memory>
 #include <sstream>
 
+#include "sim/chip/avr_chip.h"
+
 namespace vt {
 
 bool adapter_lines::operator==(const adapter_lines& o) const {
@@ -22,13 +26,6 @@ bool adapter_lines::operator==(const adapter_lines& o) const {
 namespace bench {
 namespace {
 
-// Until a chip model is attached: nothing on the lines, MISO floats high.
-class no_chip : public line_target {
- public:
-  void drive(uint64_t, const target_lines&) override {}
-  bool miso(uint64_t) override { return true; }
-};
-
 uint64_t real_ns() {
   timespec ts;
   clock_gettime(CLOCK_MONOTONIC, &ts);
@@ -38,7 +35,7 @@ uint64_t real_ns() {
 struct state {
   bool active = false;
   bench_config cfg;
-  std::unique_ptr<line_target> chip;
+  std::unique_ptr<avr_chip> chip;
   uint64_t now = 0;
   uint64_t real_start = 0;
   int trace_fd = -1;
@@ -48,6 +45,44 @@ struct state {
 };
 
 state* g = nullptr;
+
+[[noreturn]] void die(const std::string& text) {
+  std::fprintf(stderr, "vtarget: %s\n", text.c_str());
+  std::_Exit(121);
+}
+
+std::unique_ptr<avr_chip> make_chip(const bench_config& cfg) {
+  const chip_kind* kind = find_chip_kind(cfg.chip);
+  if (!kind) die("unknown chip '" + cfg.chip + "'");
+  chip_state st = chip_state::factory(*kind);
+  struct stat sb;
+  if (!cfg.state_file.empty() && ::stat(cfg.state_file.c_str(), &sb) == 0) {
+    std::string error;
+    if (!load_chip_state(cfg.state_file, st, error)) die(error);
+    const chip_kind* saved = find_chip_kind(st.chip);
+    if (saved != kind) die("state file " + cfg.state_file + " holds a " + st.chip + ", not a " + cfg.chip);
+  }
+  chip_options o;
+  o.osc_hz = cfg.osc_hz;
+  o.osc_xtal = cfg.osc_xtal;
+  o.on_instruction = [](const uint8_t in[4], const uint8_t out[4]) {
+    trace("isp %02X %02X %02X %02X -> %02X %02X %02X %02X", in[0], in[1], in[2], in[3], out[0], out[1], out[2],
+          out[3]);
+  };
+  for (const fault_spec& f : cfg.faults) {
+    if (f.name == "no-answer") o.never_answers = true;
+    else if (f.name == "out-of-step") o.out_of_step = int(f.number(1));
+    else if (f.name == "lose-step") o.lose_step_after = f.number(10);
+    else if (f.name == "busy-longer") o.busy_extra_ms = double(f.number(50));
+    else if (f.name == "signature") {
+      o.override_signature = true;
+      o.signature = uint32_t(std::strtoul(f.value.c_str(), nullptr, 16));
+    } else if (f.name == "locked") {
+      st.lock &= f.value == "write" ? 0xFE : 0xFC;
+    }
+  }
+  return std::unique_ptr<avr_chip>(new avr_chip(*kind, st, o));
+}
 
 void at_exit() { finish(); }
 
@@ -69,7 +104,7 @@ state& get() {
   }
   if (!g->cfg.trace_file.empty())
     g->trace_fd = ::open(g->cfg.trace_file.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
-  g->chip.reset(new no_chip);
+  g->chip = make_chip(g->cfg);
   std::atexit(at_exit);
   return *g;
 }
@@ -172,6 +207,10 @@ void finish() {
         l.led_error ? "high" : "low");
   if (s.trace_fd >= 0) ::close(s.trace_fd);
   s.trace_fd = -1;
+  if (!s.cfg.state_file.empty()) {
+    std::string error;
+    if (!save_chip_state(s.cfg.state_file, s.chip->state(), error)) std::fprintf(stderr, "vtarget: %s\n", error.c_str());
+  }
 }
 
 }  // namespace bench
