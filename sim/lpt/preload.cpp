@@ -1,0 +1,365 @@
+// LD_PRELOAD library of the virtual target: takes over the parport device
+// (open/ioctl/close on the emulated path) and direct port I/O (ioperm, then
+// every in/out instruction on a granted port traps and is carried out here).
+#include <dlfcn.h>
+#include <errno.h>
+#include <fcntl.h>
+#include <linux/ioctl.h>
+#include <linux/parport.h>
+#include <linux/ppdev.h>
+#include <signal.h>
+#include <stdarg.h>
+#include <string.h>
+#include <sys/types.h>
+#include <ucontext.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+
+#include "sim/lpt/port.h"
+
+namespace {
+
+using vt::emulated_port;
+
+// ---- the parport device --------------------------------------------------
+
+struct pp_file {
+  int fd = -1;
+  bool claimed = false;
+  bool exclusive = false;
+  int mode = IEEE1284_MODE_COMPAT;
+  int phase = 0;  // forward idle
+  int flags = 0;
+};
+
+const int max_files = 16;
+pp_file files[max_files];
+
+template <typename F>
+F real(const char* name) {
+  return reinterpret_cast<F>(dlsym(RTLD_NEXT, name));
+}
+
+bool is_emulated_path(const char* path) {
+  const char* p = std::getenv("VTARGET_PARPORT");
+  return p && *p && path && std::strcmp(path, p) == 0;
+}
+
+pp_file* find_file(int fd) {
+  for (pp_file& f : files)
+    if (f.fd >= 0 && f.fd == fd) return &f;
+  return nullptr;
+}
+
+int open_emulated(int flags) {
+  // A real descriptor keeps the number unique; the device itself is this table entry.
+  int fd = real<int (*)(const char*, int, ...)>("open")("/dev/null", (flags & O_CLOEXEC) | O_RDWR);
+  if (fd < 0) return fd;
+  for (pp_file& f : files) {
+    if (f.fd < 0) {
+      f = pp_file();
+      f.fd = fd;
+      return fd;
+    }
+  }
+  real<int (*)(int)>("close")(fd);
+  errno = EMFILE;
+  return -1;
+}
+
+int fail(int e) {
+  errno = e;
+  return -1;
+}
+
+int pp_ioctl(pp_file& f, unsigned long req, void* arg) {
+  emulated_port& port = emulated_port::instance();
+  unsigned char* byte = static_cast<unsigned char*>(arg);
+  int* num = static_cast<int*>(arg);
+  switch (req) {
+    case PPCLAIM:
+      if (f.claimed) return fail(EINVAL);
+      f.claimed = true;
+      return 0;
+    case PPEXCL:
+      f.exclusive = true;
+      return 0;
+    case PPSETMODE:
+      f.mode = *num;
+      return 0;
+    case PPGETMODE:
+      *num = f.mode;
+      return 0;
+    case PPGETMODES:
+      *reinterpret_cast<unsigned int*>(arg) = PARPORT_MODE_PCSPP | PARPORT_MODE_TRISTATE;
+      return 0;
+    case PPSETPHASE:
+      f.phase = *num;
+      return 0;
+    case PPGETPHASE:
+      *num = f.phase;
+      return 0;
+    case PPSETFLAGS:
+      f.flags = *num;
+      return 0;
+    case PPGETFLAGS:
+      *num = f.flags;
+      return 0;
+    default:
+      break;
+  }
+  // Everything else needs the port claimed, as in the kernel driver.
+  if (!f.claimed) return fail(EINVAL);
+  switch (req) {
+    case PPRELEASE:
+      f.claimed = false;
+      return 0;
+    case PPYIELD:
+      return 0;
+    case PPRDATA:
+      *byte = port.read_data();
+      return 0;
+    case PPWDATA:
+      port.write_data(*byte);
+      return 0;
+    case PPRSTATUS:
+      *byte = port.read_status();
+      return 0;
+    case PPRCONTROL:
+      *byte = port.read_control_ppdev();
+      return 0;
+    case PPWCONTROL:
+      port.frob_control(0x0F, *byte);
+      return 0;
+    case PPFCONTROL: {
+      auto* fr = static_cast<ppdev_frob_struct*>(arg);
+      port.frob_control(fr->mask, fr->val);
+      return 0;
+    }
+    case PPDATADIR:
+      port.set_data_input(*num != 0);
+      return 0;
+    case PPNEGOT:
+      return *num == IEEE1284_MODE_COMPAT ? 0 : fail(EIO);
+    case PPWCTLONIRQ:
+    case PPCLRIRQ:
+      return 0;
+    default:
+      return fail(ENOTTY);
+  }
+}
+
+// ---- direct I/O --------------------------------------------------------
+
+const unsigned bases[] = {0x378, 0x278, 0x3BC};
+bool granted[0x400];
+struct sigaction previous_segv;
+bool handler_installed = false;
+
+bool emulated_io_port(unsigned long p) {
+  for (unsigned b : bases)
+    if (p >= b && p < b + 8) return true;
+  return false;
+}
+
+uint8_t port_in(unsigned p) {
+  emulated_port& port = emulated_port::instance();
+  for (unsigned b : bases) {
+    if (p == b) return port.read_data();
+    if (p == b + 1) return port.read_status();
+    if (p == b + 2) return port.read_control_raw();
+  }
+  return 0xFF;
+}
+
+void port_out(unsigned p, uint8_t v) {
+  emulated_port& port = emulated_port::instance();
+  for (unsigned b : bases) {
+    if (p == b) return port.write_data(v);
+    if (p == b + 2) return port.write_control(v);
+  }
+}
+
+#if defined(__x86_64__)
+#define VT_IP REG_RIP
+#define VT_AX REG_RAX
+#define VT_DX REG_RDX
+#define VT_SI REG_RSI
+#define VT_DI REG_RDI
+#define VT_CX REG_RCX
+#define VT_FL REG_EFL
+#else
+#define VT_IP REG_EIP
+#define VT_AX REG_EAX
+#define VT_DX REG_EDX
+#define VT_SI REG_ESI
+#define VT_DI REG_EDI
+#define VT_CX REG_ECX
+#define VT_FL REG_EFL
+#endif
+
+// Carries out the port instruction at the faulting address; false when it is
+// none, or its port was never granted.
+bool emulate_instruction(greg_t* r) {
+  const uint8_t* ip = reinterpret_cast<const uint8_t*>(r[VT_IP]);
+  bool rep = false, op16 = false, addr32 = false;
+  int len = 0;
+  for (;; ++len) {
+    uint8_t b = ip[len];
+    if (b == 0xF3 || b == 0xF2) rep = true;
+    else if (b == 0x66) op16 = true;
+    else if (b == 0x67) addr32 = true;
+    else if (b == 0x26 || b == 0x2E || b == 0x36 || b == 0x3E || b == 0x64 || b == 0x65) continue;
+#if defined(__x86_64__)
+    else if (b >= 0x40 && b <= 0x4F) continue;
+#endif
+    else break;
+    if (len > 8) return false;
+  }
+  const uint8_t op = ip[len++];
+  int size = 1;
+  unsigned port;
+  switch (op) {
+    case 0xE4: case 0xE5: case 0xE6: case 0xE7:
+      port = ip[len++];
+      break;
+    case 0xEC: case 0xED: case 0xEE: case 0xEF: case 0x6C: case 0x6D: case 0x6E: case 0x6F:
+      port = unsigned(r[VT_DX]) & 0xFFFF;
+      break;
+    default:
+      return false;
+  }
+  if (op & 1) size = op16 ? 2 : 4;
+  for (int i = 0; i < size; ++i)
+    if (port + i >= 0x400 || !granted[port + i]) return false;
+
+  auto in_value = [&] {
+    uint32_t v = 0;
+    for (int i = 0; i < size; ++i) v |= uint32_t(port_in(port + i)) << (8 * i);
+    return v;
+  };
+  auto out_value = [&](uint32_t v) {
+    for (int i = 0; i < size; ++i) port_out(port + i, uint8_t(v >> (8 * i)));
+  };
+  const uint32_t mask = size == 1 ? 0xFFu : size == 2 ? 0xFFFFu : 0xFFFFFFFFu;
+  if (op == 0xE4 || op == 0xE5 || op == 0xEC || op == 0xED) {
+    uint32_t v = in_value();
+    if (size == 4) r[VT_AX] = greg_t(v);
+    else r[VT_AX] = greg_t((uint64_t(r[VT_AX]) & ~uint64_t(mask)) | v);
+  } else if (op == 0xE6 || op == 0xE7 || op == 0xEE || op == 0xEF) {
+    out_value(uint32_t(r[VT_AX]) & mask);
+  } else {
+    // String forms: outs from [SI], ins to [DI], REP counts in CX, DF sets the direction.
+    const bool down = (r[VT_FL] & 0x400) != 0;
+    const long step = down ? -size : size;
+    uint64_t count = rep ? uint64_t(r[VT_CX]) : 1;
+#if defined(__x86_64__)
+    if (rep && addr32) count &= 0xFFFFFFFFu;
+#else
+    (void)addr32;
+#endif
+    for (; count > 0; --count) {
+      if (op == 0x6E || op == 0x6F) {
+        const uint8_t* src = reinterpret_cast<const uint8_t*>(r[VT_SI]);
+        uint32_t v = 0;
+        std::memcpy(&v, src, size_t(size));
+        out_value(v);
+        r[VT_SI] = greg_t(r[VT_SI] + step);
+      } else {
+        uint32_t v = in_value();
+        std::memcpy(reinterpret_cast<void*>(r[VT_DI]), &v, size_t(size));
+        r[VT_DI] = greg_t(r[VT_DI] + step);
+      }
+    }
+    if (rep) r[VT_CX] = 0;
+  }
+  r[VT_IP] = greg_t(r[VT_IP] + len);
+  return true;
+}
+
+void on_segv(int sig, siginfo_t* info, void* context) {
+  auto* uc = static_cast<ucontext_t*>(context);
+  if (emulate_instruction(uc->uc_mcontext.gregs)) return;
+  // Not a port access of ours: let the previous disposition have it when the instruction runs again.
+  sigaction(SIGSEGV, &previous_segv, nullptr);
+  handler_installed = false;
+  (void)sig;
+  (void)info;
+}
+
+void install_handler() {
+  if (handler_installed) return;
+  struct sigaction sa;
+  std::memset(&sa, 0, sizeof sa);
+  sa.sa_sigaction = on_segv;
+  sa.sa_flags = SA_SIGINFO | SA_NODEFER;
+  sigemptyset(&sa.sa_mask);
+  sigaction(SIGSEGV, &sa, &previous_segv);
+  handler_installed = true;
+}
+
+}  // namespace
+
+extern "C" {
+
+int open(const char* path, int flags, ...) {
+  if (is_emulated_path(path)) return open_emulated(flags);
+  va_list ap;
+  va_start(ap, flags);
+  mode_t mode = (flags & (O_CREAT | O_TMPFILE)) ? mode_t(va_arg(ap, int)) : 0;
+  va_end(ap);
+  return real<int (*)(const char*, int, ...)>("open")(path, flags, mode);
+}
+
+int open64(const char* path, int flags, ...) {
+  if (is_emulated_path(path)) return open_emulated(flags);
+  va_list ap;
+  va_start(ap, flags);
+  mode_t mode = (flags & (O_CREAT | O_TMPFILE)) ? mode_t(va_arg(ap, int)) : 0;
+  va_end(ap);
+  return real<int (*)(const char*, int, ...)>("open64")(path, flags, mode);
+}
+
+int __open_2(const char* path, int flags) {
+  if (is_emulated_path(path)) return open_emulated(flags);
+  return real<int (*)(const char*, int)>("__open_2")(path, flags);
+}
+
+int __open64_2(const char* path, int flags) {
+  if (is_emulated_path(path)) return open_emulated(flags);
+  return real<int (*)(const char*, int)>("__open64_2")(path, flags);
+}
+
+int close(int fd) {
+  if (pp_file* f = find_file(fd)) {
+    f->claimed = false;  // closing releases the port, as the driver does
+    f->fd = -1;
+  }
+  return real<int (*)(int)>("close")(fd);
+}
+
+int ioctl(int fd, unsigned long request, ...) {
+  va_list ap;
+  va_start(ap, request);
+  void* arg = va_arg(ap, void*);
+  va_end(ap);
+  if (pp_file* f = find_file(fd)) return pp_ioctl(*f, request, arg);
+  return real<int (*)(int, unsigned long, void*)>("ioctl")(fd, request, arg);
+}
+
+int ioperm(unsigned long from, unsigned long num, int turn_on) {
+  bool ours = num > 0 && from + num <= 0x400;
+  for (unsigned long p = from; ours && p < from + num; ++p) ours = emulated_io_port(p);
+  if (!ours) return real<int (*)(unsigned long, unsigned long, int)>("ioperm")(from, num, turn_on);
+  for (unsigned long p = from; p < from + num; ++p) granted[p] = turn_on != 0;
+  if (turn_on) {
+    install_handler();
+    emulated_port::instance();
+  }
+  return 0;
+}
+
+}  // extern "C"
