@@ -10,6 +10,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <memory>
 #include <sstream>
@@ -65,7 +66,16 @@ std::unique_ptr<avr_chip> make_chip(const bench_config& cfg) {
   chip_options o;
   o.osc_hz = cfg.osc_hz;
   o.osc_xtal = cfg.osc_xtal;
+  // Consecutive identical instructions with identical replies (a poll while the
+  // chip is busy) are traced once, so that the trace does not depend on how long
+  // the real write times happened to take.
   o.on_instruction = [](const uint8_t in[4], const uint8_t out[4]) {
+    static uint8_t last[8];
+    static bool any = false;
+    uint8_t now[8] = {in[0], in[1], in[2], in[3], out[0], out[1], out[2], out[3]};
+    if (any && std::memcmp(now, last, 8) == 0) return;
+    std::memcpy(last, now, 8);
+    any = true;
     trace("isp %02X %02X %02X %02X -> %02X %02X %02X %02X", in[0], in[1], in[2], in[3], out[0], out[1], out[2],
           out[3]);
   };

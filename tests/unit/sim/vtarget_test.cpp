@@ -1,0 +1,124 @@
+// vtarget end to end: a plain ISP client (not zindle) bit-bangs the chip
+// through the emulated ppdev device and through direct port I/O.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cstdio>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+const std::string bin = VT_BIN_DIR;
+
+struct result {
+  int status;
+  std::string out;
+};
+
+result run(const std::string& vtarget_args, const std::string& client_args) {
+  std::string cmd = bin + "/vtarget " + vtarget_args + " -- " + bin + "/vt_lpt_client " + client_args + " 2>&1";
+  FILE* p = popen(cmd.c_str(), "r");
+  result r{-1, ""};
+  if (!p) return r;
+  char buf[256];
+  while (fgets(buf, sizeof buf, p)) r.out += buf;
+  int st = pclose(p);
+  r.status = WIFEXITED(st) ? WEXITSTATUS(st) : -1;
+  return r;
+}
+
+std::string temp(const std::string& name) { return ::testing::TempDir() + "vtarget_test_" + name; }
+
+std::string read_file(const std::string& path) {
+  std::ifstream f(path);
+  std::stringstream s;
+  s << f.rdbuf();
+  return s.str();
+}
+
+// The trace without its time column.
+std::string events(const std::string& trace) {
+  std::istringstream in(trace);
+  std::string line, out;
+  while (std::getline(in, line)) {
+    auto sp = line.find_first_not_of(' ');
+    sp = line.find(' ', sp);
+    out += line.substr(sp + 1) + "\n";
+  }
+  return out;
+}
+
+TEST(Vtarget, PlainClientReadsTheSignature) {
+  struct row {
+    const char* vt;
+    const char* client;
+    const char* expect;
+  } rows[] = {
+      {"", "ppdev /dev/parport0 sig", "echo 53\nsignature 1E9307\n"},
+      {"--chip tiny13", "ppdev /dev/parport0 sig", "echo 53\nsignature 1E9007\n"},
+      {"--parport /dev/parport1 --chip mega2560", "ppdev /dev/parport1 sig", "echo 53\nsignature 1E9801\n"},
+      {"--chip 90S2313", "io 278 sig", "echo 53\nsignature 1E9101\n"},
+      {"", "io 378 sig", "echo 53\nsignature 1E9307\n"},
+      {"--wiring map:mosi=D5:miso=ACK:sck=D6:reset=D4", "ppdev /dev/parport0 sig", "echo 53\nsignature 1E9307\n"},
+      {"--fault signature=1E9999", "ppdev /dev/parport0 sig", "echo 53\nsignature 1E9999\n"},
+      {"--fault miso=0", "ppdev /dev/parport0 sig", "echo 00\nsignature 000000\n"},
+      {"--fault no-answer", "ppdev /dev/parport0 sig", "echo FF\nsignature FFFFFF\n"},
+      // Powered from the adapter, but this client never switches power on.
+      {"--power adapter", "ppdev /dev/parport0 sig", "echo FF\nsignature FFFFFF\n"},
+      // An 86RF401 needs a much slower SCK than this client's 3 us phases.
+      {"--chip 86RF401", "ppdev /dev/parport0 sig", "echo 00\nsignature 000000\n"},
+      {"--chip mega8 --osc 700k", "ppdev /dev/parport0 sig", "echo 53\nsignature 1E9307\n"},
+      {"--chip mega8 --osc 600k", "ppdev /dev/parport0 sig", "echo 00\nsignature 000000\n"},
+  };
+  for (const row& r : rows) {
+    result res = run(r.vt, r.client);
+    EXPECT_EQ(res.out, r.expect) << r.vt << " / " << r.client;
+  }
+  EXPECT_NE(run("", "ppdev /dev/parport7 sig").status, 0) << "only the emulated path is taken over";
+}
+
+TEST(Vtarget, StateCarriesOverAndTraceIsDeterministic) {
+  const std::string state = temp("m8.state"), out = temp("flash.bin");
+  const std::string t1 = temp("t1"), t2 = temp("t2");
+  std::remove(state.c_str());
+  result a = run("--state " + state + " --trace " + t1, "ppdev /dev/parport0 program 3");
+  EXPECT_EQ(a.status, 0);
+  EXPECT_NE(a.out.find("verify ok"), std::string::npos) << a.out;
+  std::remove(state.c_str());
+  result b = run("--state " + state + " --trace " + t2, "ppdev /dev/parport0 program 3");
+  EXPECT_EQ(b.status, 0);
+  std::string e1 = events(read_file(t1));
+  EXPECT_EQ(e1, events(read_file(t2)));
+  EXPECT_NE(e1.find("isp AC 53 00 00 -> 00 AC 53 00\n"), std::string::npos);
+  EXPECT_NE(e1.find("isp 4C 0F E0 00 -> E4 4C 0F E0\n"), std::string::npos) << "last page written";
+  EXPECT_NE(e1.find("exit power low enable high reset high"), std::string::npos);
+
+  // A second run sees the first one's FLASH; vtarget exports it.
+  std::string cmd = bin + "/vtarget --state " + state + " --flash-out " + out + " --show";
+  FILE* p = popen(cmd.c_str(), "r");
+  std::string shown;
+  char buf[256];
+  while (p && fgets(buf, sizeof buf, p)) shown += buf;
+  if (p) pclose(p);
+  EXPECT_NE(shown.find("chip erases: 1\n"), std::string::npos) << shown;
+  std::string flash = read_file(out);
+  ASSERT_EQ(flash.size(), 8192u);
+  for (unsigned a2 = 0; a2 < 8192; a2 += 97) {
+    uint8_t expect = uint8_t((a2 * 7 + 3 + (a2 >> 8)) ^ (a2 >> 3));
+    EXPECT_EQ(uint8_t(flash[a2]), expect) << a2;
+  }
+  for (const auto& f : {state, out, t1, t2}) std::remove(f.c_str());
+}
+
+TEST(Vtarget, UsageErrors) {
+  for (const char* args : {"--chip mega9", "--wiring nosuch", "--fault bogus", "--ftdi ft9999", "--osc fast"}) {
+    std::string cmd = bin + "/vtarget " + args + " >/dev/null 2>&1";
+    int st = system(cmd.c_str());
+    EXPECT_EQ(WEXITSTATUS(st), 2) << args;
+  }
+}
+
+}  // namespace
