@@ -39,6 +39,7 @@ struct state {
   std::unique_ptr<avr_chip> chip;
   uint64_t now = 0;
   uint64_t real_start = 0;
+  uint64_t real_deadline = 0;  // --realtime: when the last access ends in real time
   int trace_fd = -1;
   adapter_lines lines;
   bool lines_set = false;
@@ -94,7 +95,6 @@ std::unique_ptr<avr_chip> make_chip(const bench_config& cfg) {
   return std::unique_ptr<avr_chip>(new avr_chip(*kind, st, o));
 }
 
-void at_exit() { finish(); }
 
 state& get() {
   if (g) return *g;
@@ -115,7 +115,6 @@ state& get() {
   if (!g->cfg.trace_file.empty())
     g->trace_fd = ::open(g->cfg.trace_file.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
   g->chip = make_chip(g->cfg);
-  std::atexit(at_exit);
   return *g;
 }
 
@@ -134,14 +133,17 @@ void advance_ns(uint64_t ns) {
   state& s = get();
   s.now += ns;
   if (!s.cfg.realtime) return;
-  uint64_t target = s.real_start + s.now;
+  // Each access takes its time from when it starts: after the program has been
+  // busy elsewhere (or asleep) the port is not faster to make up for it.
+  uint64_t r = real_ns();
+  uint64_t start = r > s.real_deadline ? r : s.real_deadline;
+  s.real_deadline = start + ns;
   for (;;) {
-    uint64_t r = real_ns();
-    if (r >= target) break;
-    uint64_t left = target - r;
+    r = real_ns();
+    if (r >= s.real_deadline) break;
+    uint64_t left = s.real_deadline - r;
     if (left > 200000) {
-      timespec ts{time_t(left / 1000000000u), long(left % 1000000000u) - 100000};
-      if (ts.tv_nsec < 0) ts.tv_nsec = 0;
+      timespec ts{time_t((left - 100000) / 1000000000u), long((left - 100000) % 1000000000u)};
       nanosleep(&ts, nullptr);
     }
   }
@@ -225,3 +227,10 @@ void finish() {
 
 }  // namespace bench
 }  // namespace vt
+
+// Runs when the library is unloaded at process exit, after the program's own
+// static destructors and atexit handlers, so that an adapter switched off by a
+// destructor is still traced and the chip state includes everything.
+__attribute__((destructor)) static void vt_bench_at_exit() {
+  if (vt::bench::g) vt::bench::finish();
+}

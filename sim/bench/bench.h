@@ -35,8 +35,9 @@
 //   the FTDI emulation: "usb-read-error", "usb-write-error", "usb-short-read",
 //   "usb-short-write", "missing-function", "no-ftdi" (their values as that
 //   emulation documents them in `vtarget --help`).
-// * At exit (atexit, or an explicit `finish()`), the bench traces the line
-//   levels the adapter left, and saves the chip's state file.
+// * At exit (when the library is unloaded, after the program's static
+//   destructors; or at an explicit `finish()`), the bench traces the line levels
+//   the adapter left, and saves the chip's state file.
 #pragma once
 
 #include <cstdint>
@@ -84,7 +85,7 @@ const fault_spec* fault(const char* name);
 // One trace line "<modelled time> <text>"; no-op without --trace.
 void trace(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
-// Traces the final line levels and saves the chip state; runs once, also from atexit.
+// Traces the final line levels and saves the chip state; runs once, also at exit.
 void finish();
 
 }  // namespace bench

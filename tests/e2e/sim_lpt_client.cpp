@@ -120,6 +120,16 @@ struct isp {
   }
 };
 
+// Like a programmer's adapter object destroyed at process exit: drops all data
+// lines after main has returned.
+struct last_words {
+  port* p = nullptr;
+  ~last_words() {
+    if (p) p->write_data(0x00);
+    delete p;
+  }
+} at_exit;
+
 uint8_t pattern(unsigned seed, unsigned a) { return uint8_t((a * 7 + seed + (a >> 8)) ^ (a >> 3)); }
 
 }  // namespace
@@ -164,6 +174,6 @@ int main(int argc, char** argv) {
     if (rc == 0) std::printf("verify ok\n");
   }
   chip.set(RESET);  // release reset
-  delete pp;
+  at_exit.p = pp;
   return rc;
 }
