@@ -199,6 +199,14 @@ options parse_args(int argc, char** argv) {
       vt::lpt_wiring check;
       std::string error;
       if (!check.configure(o.cfg.wiring, o.cfg.wiring_map, error)) throw usage_error{error};
+      for (std::string pin : check.foreign_pins()) {
+        // Not a parallel-port pin: it must be one of the FTDI channel's (ADBUS0, ACBUS3, DBUS5, ...).
+        for (auto& c : pin) c = char(std::tolower((unsigned char)c));
+        size_t bus = pin.find("bus");
+        bool ftdi = bus != std::string::npos && bus >= 1 && bus <= 2 && pin.size() == bus + 4 &&
+                    pin[bus + 3] >= '0' && pin[bus + 3] <= '7';
+        if (!ftdi) throw usage_error{"invalid pin name '" + pin + "' in --wiring"};
+      }
     } else if (a == "--power") {
       std::string p = arg();
       if (p == "adapter") o.cfg.power_from_adapter = true;

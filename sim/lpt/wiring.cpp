@@ -110,7 +110,10 @@ bool lpt_wiring::add_entry(const std::string& raw, std::string& error) {
     bool inv = !p.empty() && p[0] == '~';
     if (inv) p = p.substr(1);
     const pin* pn = find_pin(p);
-    if (!pn) continue;  // a pin of another adapter kind
+    if (!pn) {  // a pin of another adapter kind
+      foreign_.push_back(p);
+      continue;
+    }
     if (s == s_miso || s == s_key) {
       if (pn->output) {
         error = "'" + p + "' is not an input pin";

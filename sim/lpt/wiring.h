@@ -25,6 +25,8 @@ class lpt_wiring {
   // The status register for these register values, MISO level and key state.
   uint8_t status(uint8_t data, uint8_t control, bool miso, bool key) const;
   bool has_miso() const { return miso_bit_ >= 0; }
+  // Pin names of the map that are no parallel-port pins (left to the FTDI emulation).
+  const std::vector<std::string>& foreign_pins() const { return foreign_; }
 
   static std::vector<std::string> names();
 
@@ -52,6 +54,7 @@ class lpt_wiring {
   int miso_bit_ = -1, key_bit_ = -1;
   bool miso_inv_ = false, key_inv_ = false;
   std::vector<loop> loops_;
+  std::vector<std::string> foreign_;
 };
 
 }  // namespace vt

@@ -65,6 +65,8 @@ TEST(Vtarget, PlainClientReadsTheSignature) {
       {"--wiring map:mosi=D5:miso=ACK:sck=D6:reset=D4", "ppdev /dev/parport0 sig", "echo 53\nsignature 1E9307\n"},
       {"--fault signature=1E9999", "ppdev /dev/parport0 sig", "echo 53\nsignature 1E9999\n"},
       {"--fault miso=0", "ppdev /dev/parport0 sig", "echo 00\nsignature 000000\n"},
+      {"--wiring map:mosi=D5:miso=ACK:sck=D6:reset=D4:led_ok=ADBUS4", "ppdev /dev/parport0 sig",
+       "echo 53\nsignature 1E9307\n"},
       {"--fault no-answer", "ppdev /dev/parport0 sig", "echo FF\nsignature FFFFFF\n"},
       // Powered from the adapter, but this client never switches power on.
       {"--power adapter", "ppdev /dev/parport0 sig", "echo FF\nsignature FFFFFF\n"},
@@ -115,7 +117,7 @@ TEST(Vtarget, StateCarriesOverAndTraceIsDeterministic) {
 }
 
 TEST(Vtarget, UsageErrors) {
-  for (const char* args : {"--chip mega9", "--wiring nosuch", "--fault bogus", "--ftdi ft9999", "--osc fast"}) {
+  for (const char* args : {"--chip mega9", "--wiring nosuch", "--wiring map:mosi=D9", "--fault bogus", "--ftdi ft9999", "--osc fast"}) {
     std::string cmd = bin + "/vtarget " + args + " >/dev/null 2>&1";
     int st = system(cmd.c_str());
     EXPECT_EQ(WEXITSTATUS(st), 2) << args;

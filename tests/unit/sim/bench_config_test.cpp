@@ -1,0 +1,46 @@
+// The configuration vtarget hands to the emulations survives its text form.
+#include <gtest/gtest.h>
+
+#include "sim/bench/config.h"
+
+namespace {
+
+TEST(BenchConfig, RoundTrip) {
+  vt::bench_config c;
+  c.chip = "tiny2313";
+  c.state_file = "/tmp/a b.state";
+  c.wiring = "map";
+  c.wiring_map = "mosi=ADBUS1:reset=~ACBUS2";
+  c.power_from_adapter = true;
+  c.ftdi.push_back({"ft2232h", true, "My:adapter\twith tab", false, ""});
+  c.ftdi.push_back({"ft4232h", false, "", true, "FT1234"});
+  c.osc_hz = 3686400;
+  c.lpt_cycle_us = 0.5;
+  c.usb_latency_us = 125;
+  c.realtime = true;
+  c.faults.push_back(vt::parse_fault("usb-read-error=3"));
+  c.faults.push_back(vt::parse_fault("no-ftdi"));
+  c.trace_file = "t\\x";
+  c.key_press_ms = 10;
+  vt::bench_config r;
+  std::string error;
+  ASSERT_TRUE(vt::parse_config(vt::format_config(c), r, error)) << error;
+  EXPECT_EQ(r.chip, c.chip);
+  EXPECT_EQ(r.state_file, c.state_file);
+  EXPECT_EQ(r.wiring_map, c.wiring_map);
+  EXPECT_TRUE(r.power_from_adapter);
+  ASSERT_EQ(r.ftdi.size(), 2u);
+  EXPECT_EQ(r.ftdi[0].description, "My:adapter\twith tab");
+  EXPECT_FALSE(r.ftdi[0].has_serial);
+  EXPECT_EQ(r.ftdi[1].serial, "FT1234");
+  EXPECT_EQ(r.osc_hz, 3686400);
+  EXPECT_EQ(r.usb_latency_us, 125);
+  ASSERT_EQ(r.faults.size(), 2u);
+  EXPECT_EQ(r.faults[0].number(), 3);
+  EXPECT_FALSE(r.faults[1].has_value);
+  EXPECT_EQ(r.trace_file, "t\\x");
+  EXPECT_EQ(r.key_press_ms, 10);
+  EXPECT_FALSE(vt::parse_config("bogus=1\n", r, error));
+}
+
+}  // namespace
