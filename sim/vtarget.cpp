@@ -324,6 +324,11 @@ int run_program(const options& o, const std::string& config_path) {
       setenv("LD_PRELOAD", preload.c_str(), 1);
     }
     setenv("LD_LIBRARY_PATH", ld_path.c_str(), 1);
+    // A sanitizer build of the program would refuse a library preloaded before its runtime.
+    std::string asan = "verify_asan_link_order=0";
+    if (const char* old = std::getenv("ASAN_OPTIONS"))
+      if (*old) asan = std::string(old) + ":" + asan;
+    setenv("ASAN_OPTIONS", asan.c_str(), 1);
     std::vector<char*> args;
     for (const auto& a : o.program) args.push_back(const_cast<char*>(a.c_str()));
     args.push_back(nullptr);
