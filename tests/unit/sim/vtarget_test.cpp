@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#ifdef VT_BIN_DIR
 namespace {
 
 const std::string bin = VT_BIN_DIR;
@@ -125,3 +126,4 @@ TEST(Vtarget, UsageErrors) {
 }
 
 }  // namespace
+#endif  // VT_BIN_DIR
