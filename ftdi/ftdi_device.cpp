@@ -1,0 +1,3 @@
+#include "ftdi/ftdi_device.h"
+
+ftdi_device::~ftdi_device() = default;
