@@ -1,0 +1,314 @@
+#include "driver/command_line.h"
+
+#include <strings.h>
+
+#include <cctype>
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+#include "devices/chip_desc.h"
+#include "driver/help.h"
+#include "driver/messages.h"
+#include "driver/settings.h"
+#include "isp/fuse_list.h"
+#include "isp/isp_chip.h"
+#include "programming/special_command.h"
+
+namespace {
+
+char lower(char c) { return static_cast<char>(tolower(static_cast<unsigned char>(c))); }
+
+void take_chip_name(const char* argument) {
+  const char* name = argument + 1;
+  if (*name == '\0') fail(status_usage, "Chip name required for '+'\n");
+  if (strncasecmp(name, "AT", 2) == 0) name += 2;
+  if (find_chip(name) < 0) fail(status_usage, "Unsupported device %s\n", name);
+  settings.requested_chip = name;
+}
+
+void take_bare_file(const char* name) {
+  if (settings.code_file == nullptr) {
+    settings.code_file = name;
+  } else if (settings.data_file != nullptr) {
+    fail(status_usage, "Too many files\n");
+  } else {
+    settings.data_file = name;
+    settings.split_code_file = false;
+  }
+}
+
+// -o[s]#[unit][,div]; value is the text after the letter.
+void take_clock(char letter, const char* value) {
+  const char* text = value;
+  if (lower(*text) == 's') {
+    settings.clock_is_sck = true;
+    ++text;
+  }
+  std::string number(text);
+  const size_t comma = number.find(',');
+  if (comma != std::string::npos) {
+    unsigned divider;
+    if (sscanf(number.c_str() + comma + 1, "%u", &divider) != 1 || divider < 1 || divider > 32) {
+      fail_invalid_value(letter, value);
+    }
+    settings.xtal_divider = divider;
+    number.erase(comma);
+  }
+
+  float frequency;
+  char unit[4] = "";
+  const int fields = sscanf(number.c_str(), "%f%3s", &frequency, unit);
+  if (fields < 1) fail_invalid_value(letter, value);
+  float multiplier;
+  if (fields < 2 || strcasecmp(unit, "KHZ") == 0) {
+    multiplier = 1000.0f;
+  } else if (strcasecmp(unit, "MHZ") == 0) {
+    multiplier = 1000000.0f;
+  } else if (strcasecmp(unit, "HZ") == 0) {
+    multiplier = 1.0f;
+  } else {
+    fail_invalid_value(letter, value);
+  }
+  frequency *= multiplier;
+
+  if (frequency == 0) {  // the adapter generates the target's clock
+    settings.clock_frequency = 0;
+    return;
+  }
+  if (!(frequency >= 1000 && frequency <= 40000000)) {
+    fail(status_usage, "-o: OSC frequency must be 0 or from 1kHz to 40MHz\n");
+  }
+  if (settings.xtal_divider != 1) fail(status_usage, "-o: divider can be used only with -o0 form of the switch\n");
+  settings.clock_frequency = static_cast<uint32_t>(frequency);
+}
+
+// -n[#]; value is the text after the letter.
+void take_erase_counter(char letter, const char* value) {
+  settings.use_erase_counter = true;
+  unsigned long count;
+  if (sscanf(value, "%lu", &count) == 1) {
+    if (count < 1 || count > 65534) fail_invalid_value(letter, value);
+    settings.erase_counter_value = static_cast<uint16_t>(count);
+  }
+}
+
+// -a...: the modifiers z, p, r, i#, or else an adapter description.
+void take_adapter(const char* value) {
+  switch (lower(*value)) {
+    case 'z':
+      settings.outputs_off_after = true;
+      break;
+    case 'p':
+      settings.power_from_data = true;
+      break;
+    case 'r':
+      fail(status_usage, "-ar switch not supported now, use adapter configuration file for inverted reset\n");
+    case 'i': {
+      unsigned ms;
+      if (sscanf(value + 1, "%u", &ms) != 1) fail_value_required("-ai");
+      if (ms >= 1 && ms <= 10000) isp_chip.reset_inactive_time = static_cast<float>(ms);
+      break;
+    }
+    default:
+      settings.adapter_text = value;
+  }
+}
+
+// -c / -d: a special data command, or a file name attached or in the next argument.
+void take_memory_file(const char* letter, int& index, int argc, char** argv) {
+  if (letter[1] == '*' || letter[1] == '?') {
+    parse_special_command(letter);
+    return;
+  }
+  const int kind = lower(*letter) == 'c' ? mem_code : mem_data;
+  const char* name = letter + 1;
+  if (*name == '\0') {
+    if (index + 1 >= argc) fail_file_name_required(kind == mem_code ? 'C' : 'D');
+    name = argv[++index];
+  }
+  set_memory_file(kind, name);
+  settings.split_code_file = false;
+}
+
+// -b[cd]
+void take_blank_check(char letter, const char* value) {
+  if (*value == '\0') {
+    if (settings.blank_mask == 0) settings.blank_mask = 3;
+    return;
+  }
+  for (const char* p = value; *p != '\0'; ++p) {
+    switch (lower(*p)) {
+      case 'c':
+        settings.blank_mask |= 1;
+        break;
+      case 'd':
+        settings.blank_mask |= 2;
+        break;
+      default:
+        fail_invalid_value(letter, p);
+    }
+  }
+}
+
+// -w[+][p]
+void take_write(char letter, const char* value) {
+  settings.write_flags = write_flag_write;
+  for (const char* p = value; *p != '\0'; ++p) {
+    if (*p == '+') {
+      settings.write_flags |= write_flag_fill_eeprom;
+    } else if (lower(*p) == 'p') {
+      settings.write_flags |= write_flag_polling;
+    } else {
+      fail_invalid_value(letter, p);
+    }
+  }
+}
+
+[[noreturn]] void show_help() {
+  if (settings.requested_chip != nullptr) {
+    print_chip_fuses(settings.requested_chip);
+  } else {
+    print_help();
+  }
+  throw app_error(status_ok);
+}
+
+// One argument that begins with '-': letters left to right; a letter that
+// takes the rest of the argument as its value ends the group.
+void parse_switch_group(int& index, int argc, char** argv) {
+  const char* p = argv[index] + 1;
+  while (*p != '\0') {
+    const char letter = *p;
+    const char* value = p + 1;
+    switch (letter == 'K' ? 'K' : lower(letter)) {
+      case 'h':
+      case '?':
+        show_help();
+      case 'a':
+        take_adapter(value);
+        return;
+      case 'p':
+        settings.port_text = value;
+        return;
+      case 'k':
+        settings.wait_key = true;
+        break;
+      case 'K':
+        settings.wait_key = true;
+        settings.wait_key_early = true;
+        break;
+      case 'o':
+        take_clock(letter, value);
+        return;
+      case '1':
+        settings.delay_multiplier = 1.5f;
+        break;
+      case '2':
+      case '3':
+      case '4':
+      case '5':
+        settings.delay_multiplier = static_cast<float>(letter - '0');
+        break;
+      case '%':
+        msg_stream.threshold = 4;
+        break;
+      case '!':
+        settings.force = true;
+        break;
+      case 'n':
+        take_erase_counter(letter, value);
+        return;
+      case 'c':
+      case 'd':
+        take_memory_file(p, index, argc, argv);
+        return;
+      case 'e':
+        settings.erase = true;
+        if (*value == '-') {
+          settings.eeprom_keep = true;
+          ++p;
+        }
+        break;
+      case 'b':
+        take_blank_check(letter, value);
+        return;
+      case 'r':
+        settings.read = true;
+        break;
+      case 'w':
+        take_write(letter, value);
+        return;
+      case 'v':
+        settings.verify = true;
+        if (*value == '+') {
+          settings.verify_all = true;
+          ++p;
+        }
+        break;
+      case 'l': {
+        const char* digit = value;
+        if (*digit == '+') {
+          settings.lock_first = true;
+          ++digit;
+        }
+        if (*digit != '1' && *digit != '2') fail_invalid_value(letter, digit);
+        settings.lock_level = *digit;
+        p = digit;
+        break;
+      }
+      case 'f':
+        if (settings.fuse_list_text != nullptr) {
+          fail(status_usage, "Only one -F switch can be used, place all fuses in one switch\n");
+        }
+        settings.fuse_list_text = value;
+        return;
+      default:
+        fail(status_usage, "Invalid switch %c\n%s\n", letter, help_hint);
+    }
+    ++p;
+  }
+}
+
+}  // namespace
+
+void reset_command_line_state() {
+  settings = run_settings{};
+  special_commands = special_cells{};
+  isp_chip.reset_inactive_time = isp_chip_state{}.reset_inactive_time;
+  msg_stream.threshold = 2;
+}
+
+void parse_command_line(int argc, char** argv) {
+  for (int index = 1; index < argc; ++index) {
+    const char* argument = argv[index];
+    if (argument[0] == '+') {
+      take_chip_name(argument);
+    } else if (argument[0] == '-') {
+      parse_switch_group(index, argc, argv);
+    } else {
+      take_bare_file(argument);
+    }
+  }
+}
+
+void check_combination() {
+  const bool port_listing = settings.port_text != nullptr && settings.port_text[0] == '?';
+  if (settings.requested_chip == nullptr && !port_listing) fail(status_usage, "Chip name must be specified\n");
+
+  parse_fuse_list(settings.fuse_list_text);
+
+  const bool any_file = settings.code_file != nullptr || settings.data_file != nullptr;
+  const bool fuses = settings.fuse_list_text != nullptr;
+  const char* const fuses_without_action = "Nothing to do with fuses, -w or -v must be specified\n";
+  if (settings.read) {
+    if (settings.write_flags != 0 || settings.verify) fail(status_usage, "Can't both read and write or verify\n");
+    if (!any_file) fail(status_usage, "Can't read without target files\n");
+    if (fuses) fail(status_usage, "%s", fuses_without_action);
+  } else if (settings.write_flags != 0 || settings.verify) {
+    if (!any_file && !fuses) fail(status_usage, "Can't write/verify without source files or fuse list\n");
+  } else {
+    if (any_file) fail(status_usage, "Nothing to do with files, -r or -w or -v must be specified\n");
+    if (fuses) fail(status_usage, "%s", fuses_without_action);
+  }
+}
