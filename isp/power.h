@@ -1,5 +1,6 @@
 // Adapter power-up and power-down around a programming run: target power,
-// buffer enable, reset released at the end. power_down runs once.
+// buffer enable and LEDs at the start; reset released, buffer disabled and
+// power off at the end, once. Called by the program entry.
 #pragma once
 
 void power_up();

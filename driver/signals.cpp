@@ -1,0 +1,89 @@
+#include "driver/signals.h"
+
+#include <csignal>
+
+#include "adapter/spi_adapter.h"
+#include "driver/messages.h"
+#include "driver/timer.h"
+
+namespace {
+
+// Written by the handler, read and cleared by the main flow.
+volatile sig_atomic_t terminate_requested = 0;
+volatile sig_atomic_t last_signal = 0;
+bool installed = false;
+
+const int handled_signals[] = {SIGQUIT, SIGINT, SIGTERM};
+
+constexpr float key_sample_ms = 20;
+
+extern "C" void on_termination_signal(int sig) {
+  terminate_requested = 1;
+  last_signal = sig;
+  signal(sig, on_termination_signal);  // keep catching where delivery resets the handler
+}
+
+void install_signal_handlers() {
+  if (installed) return;
+  for (int s : handled_signals) signal(s, on_termination_signal);
+  installed = true;
+}
+
+void remove_signal_handlers() {
+  if (!installed) return;
+  for (int s : handled_signals) signal(s, SIG_DFL);
+  installed = false;
+}
+
+// Installs the handlers at the first check and restores the defaults at exit.
+struct signal_guard {
+  signal_guard() { install_signal_handlers(); }
+  ~signal_guard() { remove_signal_handlers(); }
+};
+
+}  // namespace
+
+void check_terminated() {
+  static signal_guard guard;
+  if (!terminate_requested) return;
+  terminate_requested = 0;
+  fail(status_terminated, "\nTerminated by user (%s)\n\n", signal_name());
+}
+
+const char* signal_name() {
+  switch (last_signal) {
+    case SIGQUIT: return "SIGQUIT";
+    case SIGINT: return "SIGINT";
+    case SIGTERM: return "SIGTERM";
+    default: return "unknown signal";
+  }
+}
+
+bool read_key_stable() {
+  bool prev = current_adapter->key_pressed();
+  bool equal_once = false;
+  timer wait;
+  for (;;) {
+    check_terminated();
+    wait.set_delay_ms(key_sample_ms);
+    wait.sleep_delay();
+    const bool cur = current_adapter->key_pressed();
+    if (cur == prev) {
+      if (equal_once) return cur;
+      equal_once = true;
+    } else {
+      equal_once = false;
+    }
+    prev = cur;
+  }
+}
+
+void wait_adapter_key() {
+  if (!current_adapter->has_key()) fail(status_usage, "Key not defined for given adapter, can't process -k switch\n");
+  report(1, "Press ADAPTER KEY for continue.\n");
+  while (read_key_stable()) {
+  }
+  while (!read_key_stable()) {
+  }
+  report(2, "Start programming...\n");
+}
