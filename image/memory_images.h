@@ -3,6 +3,7 @@
 // The input files fill them; the programming run programs and verifies them.
 #pragma once
 
+#include "driver/messages.h"  // memory_kind: mem_code, mem_data
 #include "image/mem_image.h"
 
 extern mem_image memory_images[2];  // [mem_code], [mem_data]
