@@ -32,7 +32,9 @@ int current_chip_index() {
 // Only called once a chip is known (identified or named with +name).
 const chip_desc& current_chip() { return chip_table[current_chip_index()]; }
 
-const char* chip_display_name(int index) { return index < 0 ? "unknown" : chip_table[index].name; }
+const char* chip_display_name(int index) {
+  return index < 0 || index >= chip_count ? "unknown" : chip_table[index].name;
+}
 
 int flash_size() { return current_chip().flash_size; }
 
