@@ -1,0 +1,97 @@
+#!/usr/bin/env python3
+"""Runs end-to-end case files against the built zindle program.
+
+    run_cases.py --zindle BUILD/zindle [--vtarget BUILD/sim/vtarget] cases/FILE.py ...
+
+Ends with the line "N passed, N failed"; exit status 1 when any case failed.
+"""
+
+import argparse
+import difflib
+import importlib.util
+import os
+import subprocess
+import sys
+import tempfile
+
+sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
+from zindle_e2e import BANNER  # noqa: E402
+
+
+def load_cases(path):
+    spec = importlib.util.spec_from_file_location(os.path.splitext(os.path.basename(path))[0], path)
+    module = importlib.util.module_from_spec(spec)
+    spec.loader.exec_module(module)
+    return module.CASES
+
+
+def compare(expected, text):
+    """None when text is as expected, else a description of the difference."""
+    if isinstance(expected, str):
+        if text == expected:
+            return None
+        diff = difflib.unified_diff(expected.splitlines(True), text.splitlines(True), "expected", "actual")
+        return "".join(line if line.endswith("\n") else line + "\\ no newline\n" for line in diff)
+    if hasattr(expected, "fullmatch"):
+        return None if expected.fullmatch(text) else "output does not match /%s/" % expected.pattern
+    return expected(text)
+
+
+def run_case(c, zindle, vtarget):
+    command = [zindle] + c.args
+    if c.vtarget is not None:
+        if vtarget is None:
+            return "needs the virtual target (--vtarget)"
+        command = [vtarget] + c.vtarget + ["--"] + command
+    with tempfile.TemporaryDirectory(prefix="zindle-e2e-") as work:
+        for name, content in c.files.items():
+            mode = "wb" if isinstance(content, bytes) else "w"
+            with open(os.path.join(work, name), mode) as f:
+                f.write(content)
+        try:
+            done = subprocess.run(command, cwd=work, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                                  stderr=subprocess.PIPE, timeout=c.timeout)
+        except subprocess.TimeoutExpired:
+            return "no end within %g s" % c.timeout
+    problems = []
+    if done.returncode != c.status:
+        problems.append("exit status %d, expected %d" % (done.returncode, c.status))
+    text = done.stdout.decode("latin-1")
+    if c.banner:
+        m = BANNER.match(text)
+        if m is None:
+            problems.append("no banner at the start of the output")
+        else:
+            text = text[m.end():]
+    difference = compare(c.stdout, text)
+    if difference is not None:
+        problems.append(difference)
+    if done.stderr and c.vtarget is None:
+        problems.append("wrote to standard error: %r" % done.stderr.decode("latin-1"))
+    return "\n".join(problems) if problems else None
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--zindle", required=True)
+    parser.add_argument("--vtarget")
+    parser.add_argument("case_files", nargs="+")
+    options = parser.parse_args()
+
+    passed = failed = 0
+    for path in options.case_files:
+        for c in load_cases(path):
+            problem = run_case(c, os.path.abspath(options.zindle),
+                               os.path.abspath(options.vtarget) if options.vtarget else None)
+            if problem is None:
+                passed += 1
+                print("ok    %s" % c.name)
+            else:
+                failed += 1
+                print("FAIL  %s: zindle %s\n%s" % (c.name, " ".join(c.args), problem))
+    print("%d passed, %d failed" % (passed, failed))
+    return 1 if failed or not passed else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,50 @@
+"""End-to-end cases for the built zindle program.
+
+A case file (tests/e2e/cases/*.py) defines CASES, a list of case(...) records.
+Each case runs the real binary with its arguments in a fresh temporary
+directory (optionally with files written there first, optionally under the
+virtual target) and compares the exit status and the whole standard output.
+
+The banner carries the build date and time, so by default the runner checks
+the banner's layout and compares only what follows it.
+"""
+
+import re
+from dataclasses import dataclass, field
+from typing import Callable, Dict, List, Optional, Pattern, Union
+
+HINT = "For short help type\n\tzindle -h"
+
+# An empty line; the title; "v<number><letter><number> (<Mmm dd yyyy hh:mm:ss>)  <web address>";
+# the bug-report address.
+BANNER = re.compile(
+    r"\nzindle/Linux32  -  AVR controllers programmer[^\n]*\n"
+    r"v\d+(\.\d+)*[a-z]\d+ \([A-Z][a-z]{2} [ \d]\d \d{4} \d\d:\d\d:\d\d\)  \S+\n"
+    r"bug-reports, suggestions and so on mail to \S+@\S+\n"
+)
+
+Expected = Union[str, Pattern, Callable[[str], Optional[str]]]
+
+
+@dataclass
+class case:
+    name: str
+    args: List[str]
+    status: int
+    # str: exact text; compiled regex: must match the whole text;
+    # callable: returns None when the text is right, else what is wrong.
+    stdout: Expected
+    banner: bool = True  # the output starts with the banner (checked, then cut off)
+    files: Dict[str, Union[str, bytes]] = field(default_factory=dict)  # written into the run directory
+    vtarget: Optional[List[str]] = None  # run as: vtarget OPTIONS -- zindle ARGS
+    timeout: float = 60
+
+
+def echo(*args: str) -> str:
+    """The command echo for arguments that hold no blank or tab."""
+    return "Command:\n " + "".join(" " + a for a in args) + "\n"
+
+
+def failed(message: str) -> str:
+    """A failure message as it reaches the top: the message, then an empty line."""
+    return message + "\n"
