@@ -5,6 +5,7 @@
 #include "driver/messages.h"
 #include "ftdi/d2xx_device.h"
 #include "ftdi/ft_status.h"
+#include "lpt/drop_privileges.h"
 
 bool mpsse_channel_allowed(uint32_t type, char channel) {
   switch (type) {
@@ -13,10 +14,6 @@ bool mpsse_channel_allowed(uint32_t type, char channel) {
     default: return channel != '\0';  // a channel without a description has no letter
   }
 }
-
-// The one-time return to the real user and group lives with the parallel port
-// access; until it is linked in, there is nothing to drop.
-void drop_privileges() __attribute__((weak));
 
 namespace {
 
@@ -60,7 +57,7 @@ std::unique_ptr<ftdi_device> open_ftdi_device(const ftdi_device_spec& request, c
   if (status != FT_OK)
     fail(status_usage, "Can't open FTDI device with %s \"%s\" (%s)\n", open_words, open_text, ft_status_name(status));
 
-  if (drop_privileges != nullptr) drop_privileges();
+  drop_privileges();
 
   DWORD version = 0;
   if (library->FT_GetDriverVersion(handle, &version) == FT_OK)

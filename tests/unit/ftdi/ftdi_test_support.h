@@ -1,0 +1,93 @@
+// Shared by the FTDI unit tests: capture of the program's messages, the exit
+// status a call ends with, and a recording ftdi_device standing in for a chip.
+#pragma once
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <deque>
+#include <string>
+#include <vector>
+
+#include "driver/messages.h"
+#include "ftdi/ftdi_device.h"
+
+// Redirects report() into a string for the lifetime of the object.
+class captured_output {
+ public:
+  explicit captured_output(uint8_t threshold = 2)
+      : saved_stream(msg_stream.stream), saved_threshold(msg_stream.threshold) {
+    stream = open_memstream(&buffer, &size);
+    msg_stream.stream = stream;
+    msg_stream.threshold = threshold;
+  }
+  ~captured_output() {
+    msg_stream.stream = saved_stream;
+    msg_stream.threshold = saved_threshold;
+    fclose(stream);
+    free(buffer);
+  }
+  std::string text() {
+    fflush(stream);
+    return std::string(buffer, size);
+  }
+
+ private:
+  FILE* saved_stream;
+  uint8_t saved_threshold;
+  FILE* stream = nullptr;
+  char* buffer = nullptr;
+  size_t size = 0;
+};
+
+// The exit status a call ends with: the app_error code, or -1 when it returns.
+template <typename F>
+int status_of(F&& call) {
+  try {
+    call();
+  } catch (const app_error& e) {
+    return e.code;
+  }
+  return -1;
+}
+
+typedef std::vector<uint8_t> bytes;
+
+// Records every call; reads are answered from a queue of scripted bytes (0x00 when empty).
+class recording_device : public ftdi_device {
+ public:
+  struct call {
+    std::string what;  // "write", "read", "set_bit_mode", "purge", "set_timeouts", ...
+    bytes data;        // the bytes written, or the operands
+  };
+
+  explicit recording_device(std::vector<call>* log) : calls(log) {}
+  ~recording_device() override { calls->push_back({"destroyed", {}}); }
+
+  void set_bit_mode(uint8_t mask, uint8_t mode) override { calls->push_back({"set_bit_mode", {mask, mode}}); }
+  void read(void* buffer, uint32_t count) override {
+    auto* out = static_cast<uint8_t*>(buffer);
+    for (uint32_t i = 0; i < count; ++i) {
+      out[i] = answers.empty() ? 0x00 : answers.front();
+      if (!answers.empty()) answers.pop_front();
+    }
+    calls->push_back({"read", bytes(out, out + count)});
+  }
+  void write(const void* buffer, uint32_t count) override {
+    auto* in = static_cast<const uint8_t*>(buffer);
+    calls->push_back({"write", bytes(in, in + count)});
+  }
+  void purge(uint8_t mask) override { calls->push_back({"purge", {mask}}); }
+  void set_latency_timer(uint8_t ms) override { calls->push_back({"set_latency_timer", {ms}}); }
+  void set_baud_rate(uint32_t) override { calls->push_back({"set_baud_rate", {}}); }
+  void set_divisor(uint16_t) override { calls->push_back({"set_divisor", {}}); }
+  void set_timeouts(uint32_t r, uint32_t w) override {
+    calls->push_back({"set_timeouts", {static_cast<uint8_t>(r / 1000), static_cast<uint8_t>(w / 1000)}});
+  }
+  void set_vid_pid(uint32_t, uint32_t) override { calls->push_back({"set_vid_pid", {}}); }
+
+  std::deque<uint8_t> answers;
+
+ private:
+  std::vector<call>* calls;
+};
