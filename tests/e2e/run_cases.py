@@ -14,6 +14,7 @@ import subprocess
 import sys
 import tempfile
 
+sys.dont_write_bytecode = True
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 from zindle_e2e import BANNER  # noqa: E402
 

@@ -1,6 +1,8 @@
 #include "driver/timer.h"
 
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/time.h>
 
 #include <string>
 
@@ -43,6 +45,43 @@ TEST(Timer, StoppedStopwatchDoesNotMove) {
   double first = t.elapsed_ms();
   t.stop();
   EXPECT_EQ(t.elapsed_ms(), first);
+}
+
+TEST(Timer, DelayPassesOnlyAfterItsLength) {
+  timer t;
+  t.set_delay_ms(0);
+  EXPECT_TRUE(t.delay_passed());
+  t.set_delay_ms(60000);
+  EXPECT_FALSE(t.delay_passed());
+  // A mark one second back with a delay of 0.9999 s has passed; with 1.5 s it has not.
+  t.marked.sec -= 1;
+  t.delay = {0, 999900};
+  EXPECT_TRUE(t.delay_passed());
+  t.delay = {1, 500000};
+  EXPECT_FALSE(t.delay_passed());
+}
+
+void ignore_alarm(int) {}
+
+TEST(Timer, SleepIsNotShortenedBySignals) {
+  struct sigaction action {};
+  struct sigaction saved {};
+  action.sa_handler = ignore_alarm;  // no SA_RESTART: nanosleep returns early with EINTR
+  sigaction(SIGALRM, &action, &saved);
+  itimerval every_10ms{{0, 10000}, {0, 10000}};
+  itimerval off{};
+  setitimer(ITIMER_REAL, &every_10ms, nullptr);
+
+  timer watch;
+  watch.start();
+  timer wait;
+  wait.set_delay_ms(120);
+  wait.sleep_delay();
+  watch.stop();
+
+  setitimer(ITIMER_REAL, &off, nullptr);
+  sigaction(SIGALRM, &saved, nullptr);
+  EXPECT_GE(watch.elapsed_ms(), 120.0);
 }
 
 }  // namespace
