@@ -1,0 +1,20 @@
+// The parallel port through the kernel's parport device (/dev/parportN) and its
+// ppdev ioctls; claimed for the lifetime of the object.
+#pragma once
+
+#include "lpt/lpt_port.h"
+
+class ppdev_port : public lpt_port {
+ public:
+  // Opens and claims the device and measures its write cycle; failures are
+  // reported and thrown as rtl_error(70).
+  explicit ppdev_port(const char* path);
+  ~ppdev_port() override;  // releases the claim, closes the device
+
+  uint8_t read(uint8_t reg) override;
+  void write(uint8_t reg, uint8_t value) override;  // control: only the low four lines
+  void write_block(const uint8_t* bytes, uint32_t count) override;
+
+  int fd = -1;
+  bool claimed = false;
+};
