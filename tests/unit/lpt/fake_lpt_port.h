@@ -1,0 +1,65 @@
+// A parallel port that exists only in memory: it records every register write
+// (bursts byte by byte) into a log that outlives it, and answers status reads
+// from a queue or from a loop-back rule over the data and control registers.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include "lpt/lpt_port.h"
+
+struct port_event {
+  uint8_t reg;
+  uint8_t value;
+  bool burst;  // part of write_block
+  bool operator==(const port_event& o) const { return reg == o.reg && value == o.value && burst == o.burst; }
+};
+
+struct port_log {
+  std::vector<port_event> events;
+  bool destroyed = false;
+  std::vector<uint8_t> data_writes() const {
+    std::vector<uint8_t> out;
+    for (const port_event& e : events)
+      if (e.reg == lpt_data) out.push_back(e.value);
+    return out;
+  }
+};
+
+class fake_lpt_port : public lpt_port {
+ public:
+  explicit fake_lpt_port(float cycle, uint8_t data = 0, uint8_t control = 0)
+      : log(std::make_shared<port_log>()), data_reg(data), control_reg(control) {
+    cycle_time = cycle;
+  }
+  ~fake_lpt_port() override { log->destroyed = true; }
+
+  uint8_t read(uint8_t reg) override {
+    if (reg == lpt_data) return data_reg;
+    if (reg == lpt_control) return control_reg;
+    if (!status_queue.empty()) {
+      const uint8_t s = status_queue.front();
+      status_queue.pop_front();
+      return s;
+    }
+    return loop_back ? loop_back(data_reg, control_reg) : 0;
+  }
+  void write(uint8_t reg, uint8_t value) override {
+    log->events.push_back({reg, value, false});
+    if (reg == lpt_data) data_reg = value;
+    if (reg == lpt_control) control_reg = value;
+  }
+  void write_block(const uint8_t* bytes, uint32_t count) override {
+    for (uint32_t i = 0; i < count; ++i) log->events.push_back({lpt_data, bytes[i], true});
+    if (count > 0) data_reg = bytes[count - 1];
+  }
+
+  std::shared_ptr<port_log> log;
+  uint8_t data_reg;
+  uint8_t control_reg;
+  std::deque<uint8_t> status_queue;
+  std::function<uint8_t(uint8_t data, uint8_t control)> loop_back;
+};
