@@ -73,18 +73,36 @@ ft2232_adapter::ft2232_adapter(std::unique_ptr<ftdi_device> dev, std::unique_ptr
 }
 
 ft2232_adapter::~ft2232_adapter() {
-  // A failing device has printed its message already; the channel and the
-  // library are released below in any case.
+  // The channel and the library are released by the members in any case.
+  if (channel_failed) return;  // its message is out; the channel is not asked again
   try {
     release();
   } catch (const app_error&) {
   }
 }
 
+void ft2232_adapter::send(const void* bytes, uint32_t count) {
+  try {
+    device->write(bytes, count);
+  } catch (const app_error&) {
+    channel_failed = true;
+    throw;
+  }
+}
+
+void ft2232_adapter::receive(void* bytes, uint32_t count) {
+  try {
+    device->read(bytes, count);
+  } catch (const app_error&) {
+    channel_failed = true;
+    throw;
+  }
+}
+
 void ft2232_adapter::release() {
   if (high_speed(device_type)) {
     const uint8_t restore_divide = divide_by_5;
-    device->write(&restore_divide, 1);
+    send(&restore_divide, 1);
   }
   if (outputs_off_after) {
     for (int signal : {signal_mosi, signal_sck, signal_reset, signal_set}) output_enable &= ~signal_bits(signal);
@@ -118,14 +136,14 @@ void ft2232_adapter::write_pins() {
                             set_bits_high,
                             static_cast<uint8_t>(output_value >> 8),
                             static_cast<uint8_t>(output_enable >> 8)};
-  device->write(bytes, sizeof bytes);
+  send(bytes, sizeof bytes);
 }
 
 uint32_t ft2232_adapter::read_pins() {
   const uint8_t ask[2] = {read_bits_low, read_bits_high};
-  device->write(ask, sizeof ask);
+  send(ask, sizeof ask);
   uint8_t state[2] = {};
-  device->read(state, sizeof state);
+  receive(state, sizeof state);
   return state[0] | (uint32_t{state[1]} << 8);
 }
 
@@ -154,8 +172,8 @@ void ft2232_adapter::transfer_block(const uint8_t* out, uint8_t* in, uint32_t co
                                    static_cast<uint8_t>(n - 1), static_cast<uint8_t>((n - 1) >> 8)});
     for (uint32_t i = 0; i < n; ++i) command.push_back(out[i] ^ flip);
     command.push_back(send_immediate);
-    device->write(command.data(), static_cast<uint32_t>(command.size()));
-    device->read(in, n);
+    send(command.data(), static_cast<uint32_t>(command.size()));
+    receive(in, n);
     if (miso_inverted)
       for (uint32_t i = 0; i < n; ++i) in[i] = static_cast<uint8_t>(~in[i]);
     out += n;
@@ -172,7 +190,7 @@ void ft2232_adapter::write_block(const uint8_t* out, uint32_t count) {
     command.insert(command.end(), {static_cast<uint8_t>(bytes_out | clock_edge_bits), static_cast<uint8_t>(n - 1),
                                    static_cast<uint8_t>((n - 1) >> 8)});
     for (uint32_t i = 0; i < n; ++i) command.push_back(out[i] ^ flip);
-    device->write(command.data(), static_cast<uint32_t>(command.size()));
+    send(command.data(), static_cast<uint32_t>(command.size()));
     out += n;
     count -= n;
   }
@@ -183,8 +201,8 @@ void ft2232_adapter::read_block(uint8_t* in, uint32_t count) {
     const uint32_t n = count < read_block_limit ? count : read_block_limit;
     const uint8_t ask[4] = {static_cast<uint8_t>(bytes_in | clock_edge_bits), static_cast<uint8_t>(n - 1),
                             static_cast<uint8_t>((n - 1) >> 8), send_immediate};
-    device->write(ask, sizeof ask);
-    device->read(in, n);
+    send(ask, sizeof ask);
+    receive(in, n);
     if (miso_inverted)
       for (uint32_t i = 0; i < n; ++i) in[i] = static_cast<uint8_t>(~in[i]);
     in += n;
@@ -212,13 +230,13 @@ void ft2232_adapter::reset_pulse() {
   for (uint32_t i = 0; i < n; ++i)
     command.insert(command.end(), {set_bits, static_cast<uint8_t>(value ^ reset_bits), static_cast<uint8_t>(enable)});
   command.insert(command.end(), {set_bits, static_cast<uint8_t>(value), static_cast<uint8_t>(enable)});
-  device->write(command.data(), static_cast<uint32_t>(command.size()));
+  send(command.data(), static_cast<uint32_t>(command.size()));
 }
 
 void ft2232_adapter::sck_pulse() {
   // Two SCK pulses with MOSI low.
   const uint8_t pulse[3] = {static_cast<uint8_t>(bits_out | clock_edge_bits), 0x01, 0x00};
-  device->write(pulse, sizeof pulse);
+  send(pulse, sizeof pulse);
 }
 
 void ft2232_adapter::delay(float ms) { wait_ms(ms); }

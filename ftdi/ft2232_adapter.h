@@ -62,6 +62,9 @@ class ft2232_adapter : public spi_adapter {
   void drive(int signal, bool active);  // changes output_value only
   void set_signal(int signal, bool active);  // drive, then write_pins
   void release();
+  // The device's write and read; a failure also marks the channel as failed.
+  void send(const void* bytes, uint32_t count);
+  void receive(void* bytes, uint32_t count);
 
   std::unique_ptr<ftdi_device> device;
   std::unique_ptr<pin_map> pins;
@@ -73,5 +76,6 @@ class ft2232_adapter : public spi_adapter {
   bool miso_inverted = false;
   uint8_t clock_edge_bits = 0x01;
   float sck_mhz = 0;
+  bool channel_failed = false;  // a transfer failed: the release does not try again
   std::vector<uint8_t> command;  // one USB write is built here
 };

@@ -296,6 +296,19 @@ TEST_F(ft2232_adapter_test, release_sequences) {
   make("ft2232");  // no clock divider to restore on an FT2232C/D
   adapter.reset();
   expect_calls(take(), {{"set_bit_mode", {0x00, 0x00}}, {"destroyed", {}}}, "ft2232");
+
+  // After a failed transfer the release does not ask the channel again (and
+  // does not repeat the message); the device is still closed.
+  make("ft2232h");
+  device_seen->fail_writes = true;
+  {
+    captured_output failing;
+    EXPECT_EQ(status_of([&] { adapter->set_reset(true); }), 70);
+    take();
+    adapter.reset();
+    EXPECT_EQ(failing.text(), "Can't write to FTDI chip (FT_IO_ERROR)\n");
+  }
+  expect_calls(take(), {{"destroyed", {}}}, "after a failure");
 }
 
 }  // namespace

@@ -76,6 +76,7 @@ class recording_device : public ftdi_device {
   void write(const void* buffer, uint32_t count) override {
     auto* in = static_cast<const uint8_t*>(buffer);
     calls->push_back({"write", bytes(in, in + count)});
+    if (fail_writes) fail(status_usage, "Can't write to FTDI chip (FT_IO_ERROR)\n");
   }
   void purge(uint8_t mask) override { calls->push_back({"purge", {mask}}); }
   void set_latency_timer(uint8_t ms) override { calls->push_back({"set_latency_timer", {ms}}); }
@@ -87,6 +88,7 @@ class recording_device : public ftdi_device {
   void set_vid_pid(uint32_t, uint32_t) override { calls->push_back({"set_vid_pid", {}}); }
 
   std::deque<uint8_t> answers;
+  bool fail_writes = false;
 
  private:
   std::vector<call>* calls;
