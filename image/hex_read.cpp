@@ -59,7 +59,7 @@ bool hex_reader::take_line() {
   int taken = 0;
   line_length_ = 0;
   while (taken < line_capacity - 1) {
-    int c = getc(file_);
+    int c = getc_unlocked(file_);  // single-threaded: no per-character lock
     if (c == EOF) break;
     ++taken;
     if (!is_blank(c)) line_[line_length_++] = static_cast<char>(c);
