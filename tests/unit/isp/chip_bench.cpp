@@ -1,0 +1,113 @@
+#include "tests/unit/isp/chip_bench.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+#include "adapter/spi_adapter.h"
+#include "driver/messages.h"
+#include "driver/settings.h"
+#include "isp/chip_timing.h"
+#include "isp/identify.h"
+#include "isp/isp_chip.h"
+#include "isp/memory_write.h"
+#include "isp/power.h"
+
+namespace isp_test {
+
+std::string hex(const instruction& i) {
+  char text[16];
+  snprintf(text, sizeof text, "%02X %02X %02X %02X", i[0], i[1], i[2], i[3]);
+  return text;
+}
+
+chip_bench::chip_bench(const char* kind_name, const char* requested, adapter_options ao, vt::chip_options co,
+                       const std::function<void(vt::chip_state&)>& prepare) {
+  kind = vt::find_chip_kind(kind_name);
+  if (kind == nullptr) {
+    ADD_FAILURE() << "no simulated chip " << kind_name;
+    abort();
+  }
+  vt::chip_state state = vt::chip_state::factory(*kind);
+  state.flash.resize(kind->flash_bytes, 0xFF);
+  state.eeprom.resize(kind->eeprom_bytes, 0xFF);
+  if (prepare) prepare(state);
+  co.on_instruction = [this](const uint8_t in[4], const uint8_t*) { trace.push_back({in[0], in[1], in[2], in[3]}); };
+  // The chip's write timers run on the adapter's modelled clock.
+  co.real_ns = [this] { return adapter != nullptr ? adapter->now_ns : 0; };
+  chip.reset(new vt::avr_chip(*kind, state, co));
+  auto fresh = std::make_unique<line_adapter>(*chip, ao);
+  adapter = fresh.get();
+  current_adapter.replace(std::move(fresh));
+
+  settings = run_settings();
+  settings.requested_chip = requested;
+  isp_chip = isp_chip_state();
+  isp_chip.writer[0] = isp_chip.writer[1] = write_byte;
+
+  capture = open_memstream(&captured, &captured_size);
+  saved_stream = msg_stream.stream;
+  saved_threshold = msg_stream.threshold;
+  msg_stream.stream = capture;
+  msg_stream.threshold = 4;
+}
+
+chip_bench::~chip_bench() {
+  current_adapter.reset();
+  adapter = nullptr;
+  msg_stream.stream = saved_stream;
+  msg_stream.threshold = saved_threshold;
+  fclose(capture);
+  free(captured);
+  isp_chip = isp_chip_state();
+  isp_chip.writer[0] = isp_chip.writer[1] = write_byte;
+  settings = run_settings();
+}
+
+void chip_bench::start(float factor) {
+  power_up();
+  synchronise_and_identify();
+  apply_chip_timing(factor);
+  clear_trace();
+  clear_output();
+  adapter->events.clear();
+}
+
+std::string chip_bench::output() {
+  fflush(capture);
+  return std::string(captured + output_mark, captured_size - output_mark);
+}
+
+std::string chip_bench::messages() {
+  const std::string all = output();
+  std::string kept;
+  size_t start = 0;
+  while (start < all.size()) {
+    size_t end = all.find('\n', start);
+    end = end == std::string::npos ? all.size() : end + 1;
+    if (all.compare(start, 3, "\t% ") != 0) kept += all.substr(start, end - start);
+    start = end;
+  }
+  return kept;
+}
+
+void chip_bench::clear_output() {
+  fflush(capture);
+  output_mark = captured_size;
+}
+
+std::vector<instruction> chip_bench::framed(int opcode) const {
+  std::vector<instruction> out;
+  for (const auto& i : trace) {
+    if (opcode < 0 || i[0] == opcode) out.push_back(i);
+  }
+  return out;
+}
+
+std::vector<std::string> chip_bench::framed_hex(int opcode) const {
+  std::vector<std::string> out;
+  for (const auto& i : framed(opcode)) out.push_back(hex(i));
+  return out;
+}
+
+}  // namespace isp_test

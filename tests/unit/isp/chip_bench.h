@@ -1,0 +1,58 @@
+// A simulated chip behind the test line adapter, installed as the current
+// adapter, with the run settings and the chip-access state reset, the
+// messages captured (debug levels included) and the chip's own trace of
+// the instructions it framed.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <cstdio>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "sim/chip/avr_chip.h"
+#include "tests/unit/isp/line_adapter.h"
+
+namespace isp_test {
+
+using instruction = std::array<uint8_t, 4>;
+
+std::string hex(const instruction& i);  // "AC 80 00 00"
+
+struct chip_bench {
+  chip_bench(const char* kind_name, const char* requested, adapter_options ao = {}, vt::chip_options co = {},
+             const std::function<void(vt::chip_state&)>& prepare = {});
+  ~chip_bench();
+  chip_bench(const chip_bench&) = delete;
+  chip_bench& operator=(const chip_bench&) = delete;
+
+  // Power-up, synchronisation and identification, chip timing with this factor.
+  void start(float factor = 1);
+  // The captured messages since the last clear_output().
+  std::string output();
+  // The same without the debug lines (those starting with a tab and "% ").
+  std::string messages();
+  void clear_output();
+  // Instructions the chip framed, optionally only those with this first byte.
+  std::vector<instruction> framed(int opcode = -1) const;
+  std::vector<std::string> framed_hex(int opcode = -1) const;
+  void clear_trace() { trace.clear(); }
+  const vt::chip_state& contents() { return chip->state(); }
+
+  const vt::chip_kind* kind = nullptr;
+  std::unique_ptr<vt::avr_chip> chip;
+  line_adapter* adapter = nullptr;  // owned by current_adapter
+  std::vector<instruction> trace;
+
+ private:
+  char* captured = nullptr;
+  size_t captured_size = 0;
+  size_t output_mark = 0;
+  FILE* capture = nullptr;
+  FILE* saved_stream = nullptr;
+  uint8_t saved_threshold = 2;
+};
+
+}  // namespace isp_test

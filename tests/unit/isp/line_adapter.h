@@ -1,0 +1,69 @@
+// A test adapter that bit-bangs SPI mode 0 onto a line_target (the chip
+// model) in modelled time, in block or byte mode, and logs its non-SPI
+// operations so tests can check waits, resets and pulses.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "adapter/spi_adapter.h"
+#include "sim/chip/line_target.h"
+
+namespace isp_test {
+
+struct adapter_options {
+  bool block = true;
+  bool power = false;
+  bool enable = false;
+  bool key = false;
+  uint64_t half_ns = 25000;  // SCK half period: slow enough for every chip's clock
+};
+
+class line_adapter : public spi_adapter {
+ public:
+  line_adapter(vt::line_target& target, adapter_options options);
+
+  bool block_mode() override { return opt.block; }
+  uint8_t transfer(uint8_t out) override;
+  void transfer_block(const uint8_t* out, uint8_t* in, uint32_t count) override;
+  void write_block(const uint8_t* out, uint32_t count) override;
+  void set_reset(bool active) override;
+  void reset_pulse() override;
+  void sck_pulse() override;
+  void delay(float ms) override;
+  bool has_power() override { return opt.power; }
+  void power_on() override;
+  void power_off() override;
+  bool has_enable() override { return opt.enable; }
+  void enable_on() override;
+  void enable_off() override;
+  void set_led_ok(bool on) override { log(on ? "led_ok on" : "led_ok off"); }
+  void set_led_error(bool on) override { log(on ? "led_error on" : "led_error off"); }
+  bool has_key() override { return opt.key; }
+  bool key_pressed() override;
+  double sck_frequency() override { return 1e3 / double(2 * opt.half_ns); }
+  const char* name() override { return "test line adapter"; }
+
+  // Events other than SPI bytes: "reset on", "reset_pulse", "delay 6", "write_block 260", ...
+  std::vector<std::string> events;
+  int count(const std::string& event) const;
+  std::vector<float> delays() const;
+
+  uint64_t now_ns = 1000000;      // modelled time; the chip's write timer reads it too
+  uint64_t bytes = 0;             // SPI bytes shifted
+  std::function<void()> on_byte;  // after every byte (tests raise signals from here)
+  std::vector<bool> key_samples;  // consumed one per key_pressed(); the last one stays
+  vt::target_lines lines;
+
+ private:
+  void log(const std::string& e) { events.push_back(e); }
+  void step(uint64_t ns);
+  uint8_t shift(uint8_t out);
+
+  vt::line_target& chip;
+  adapter_options opt;
+};
+
+}  // namespace isp_test

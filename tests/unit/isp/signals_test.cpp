@@ -1,0 +1,100 @@
+// Termination signals stop chip access at the next instruction boundary with
+// status 80; the adapter key is read with debouncing.
+#include <gtest/gtest.h>
+
+#include <csignal>
+
+#include "driver/settings.h"
+#include "driver/signals.h"
+#include "isp/isp_chip.h"
+#include "isp/memory_read.h"
+#include "isp/memory_write.h"
+#include "isp/power.h"
+#include "isp/write_wait.h"
+#include "tests/unit/isp/bench_run.h"
+#include "tests/unit/isp/chip_bench.h"
+
+namespace {
+
+using isp_test::adapter_options;
+using isp_test::chip_bench;
+using isp_test::status_of;
+
+TEST(Signals, SigintDuringByteModeReadStopsAtTheNextInstruction) {
+  adapter_options ao;
+  ao.block = false;
+  chip_bench b("mega8", "mega8", ao);
+  b.start();
+  check_terminated();  // the run's first check installs the handlers
+  const uint64_t raise_at = b.adapter->bytes + 4 * 100 + 2;  // in the middle of the 101st read
+  b.adapter->on_byte = [&] {
+    if (b.adapter->bytes == raise_at) raise(SIGINT);
+  };
+  std::vector<uint8_t> buf(4096);
+  EXPECT_EQ(status_of([&] { read_flash(buf.data(), 0, 4096); }), 80);
+  EXPECT_EQ(b.output(), "\nTerminated by user (SIGINT)\n\n");
+  EXPECT_EQ(b.framed().size(), 101u) << "the read under way is completed, no further one starts";
+  EXPECT_EQ(status_of(check_terminated), 0) << "the signal is handled once";
+  // The program entry then powers the adapter down.
+  b.adapter->events.clear();
+  power_down();
+  EXPECT_EQ(b.adapter->events, std::vector<std::string>{"reset off"});
+  EXPECT_TRUE(b.adapter->lines.reset) << "RESET pin released (high)";
+}
+
+TEST(Signals, SigtermDuringPageWriteEndsAfterThePageWasSent) {
+  chip_bench b("tiny13", "tiny13");
+  b.start();
+  check_terminated();
+  settings.write_flags = write_flag_write | write_flag_polling;  // RDY/BSY polling loop
+  isp_chip.memory = 0;
+  setup_polling(0);
+  bool raised = false;
+  b.adapter->on_byte = [&] {
+    if (!raised && b.adapter->bytes > 60) {
+      raised = true;
+      raise(SIGTERM);
+    }
+  };
+  std::vector<uint8_t> data(96);
+  for (size_t i = 0; i < data.size(); ++i) data[i] = uint8_t(i + 1);
+  const int status = status_of([&] {
+    for (size_t i = 0; i < data.size(); ++i) write_cell(int32_t(i), data[i]);
+  });
+  EXPECT_EQ(status, 80);
+  EXPECT_EQ(b.output(), "\nTerminated by user (SIGTERM)\n\n");
+  EXPECT_EQ(b.framed(0x4C).size(), 1u) << "the first page went out whole";
+  for (int a = 0; a < 32; ++a) EXPECT_EQ(b.contents().flash[a], data[a]);
+  EXPECT_EQ(b.contents().flash[32], 0xFF);
+}
+
+TEST(AdapterKey, RefusedWithoutKey) {
+  chip_bench b("mega8", "mega8");
+  EXPECT_EQ(status_of(wait_adapter_key), 70);
+  EXPECT_EQ(b.output(), "Key not defined for given adapter, can't process -k switch\n");
+}
+
+TEST(AdapterKey, HeldKeyMustBeReleasedAndPressedAgain) {
+  adapter_options ao;
+  ao.key = true;
+  chip_bench b("mega8", "mega8", ao);
+  b.adapter->key_samples = {true, true, true, false, false, false, true, true, true};
+  EXPECT_EQ(status_of(wait_adapter_key), 0);
+  EXPECT_EQ(b.adapter->key_samples.size(), 1u) << "every sample was needed";
+  EXPECT_EQ(b.output(), "Press ADAPTER KEY for continue.\nStart programming...\n");
+}
+
+TEST(AdapterKey, ChatterIsNotAPress) {
+  adapter_options ao;
+  ao.key = true;
+  chip_bench b("mega8", "mega8", ao);
+  // Three equal samples in a row decide; the chattering presses in between do not.
+  b.adapter->key_samples = {false, true, false, true, false, false, false, true};
+  EXPECT_FALSE(read_key_stable());
+  EXPECT_EQ(b.adapter->key_samples.size(), 1u) << "all but the last sample used";
+  b.adapter->key_samples = {true, true, false, true, true, true, false};
+  EXPECT_TRUE(read_key_stable());
+  EXPECT_EQ(b.adapter->key_samples.size(), 1u);
+}
+
+}  // namespace
