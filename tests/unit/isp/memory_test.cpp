@@ -210,60 +210,24 @@ TEST(Writers, EepromFFAfterEraseOnlyWithKeep) {
   }
 }
 
-TEST(ChipTiming, FromTheDeviceRecord) {
-  struct {
-    const char* chip;
-    float factor;
-    bool paged;
-    uint32_t mask;
-    float byte_delay, page_delay, eeprom, erase;
-  } cases[] = {{"mega8", 1.5f, true, 63, 0, 9, 15, 30},
-               {"90S2313", 1, false, 0, 6, 0, 6, 30},
-               {"tiny12", 5, false, 0, 30, 0, 40, 150},
-               {"mega2560", 2, true, 255, 0, 12, 20, 40}};
-  for (const auto& c : cases) {
-    chip_bench b(c.chip, c.chip);
-    b.start(c.factor);
-    EXPECT_EQ(isp_chip.paged_flash, c.paged) << c.chip;
-    EXPECT_EQ(isp_chip.writer[0], c.paged ? page_write_byte : write_byte) << c.chip;
-    EXPECT_EQ(isp_chip.writer[1], write_byte);
-    if (c.paged) {
-      EXPECT_EQ(isp_chip.page_mask, c.mask);
-    }
-    EXPECT_FLOAT_EQ(isp_chip.flash_byte_delay, c.byte_delay);
-    EXPECT_FLOAT_EQ(isp_chip.flash_page_delay, c.page_delay);
-    EXPECT_FLOAT_EQ(isp_chip.eeprom_delay, c.eeprom);
-    EXPECT_FLOAT_EQ(isp_chip.erase_wait, c.erase);
-  }
+TEST(Polling, ChipWithoutPollingWarnsAndWaits) {
+  chip_bench b("90S1200", "90S1200");
+  b.start();
+  settings.write_flags = write_flag_write | write_flag_polling;
+  program(0, 0x10, {0x12});
+  EXPECT_EQ(b.messages(), "Warning: can't use write polling for CODE memory of 90S1200\n");
+  EXPECT_EQ(b.adapter->delays(), std::vector<float>{6});
+  EXPECT_EQ(b.framed(0x20).size() + b.framed(0x28).size(), 0u);
+  EXPECT_EQ(b.contents().flash[0x10], 0x12);
 }
 
-TEST(Polling, ModesFromTheDeviceRecord) {
-  struct {
-    const char* chip;
-    int kind;
-    uint8_t mode, u0, u1;
-  } cases[] = {{"mega8", 0, 1, 0xFF, 0xFF},     {"90S2313", 0, 1, 0x7F, 0x7F}, {"90S2313", 1, 1, 0x7F, 0x80},
-               {"90S4433", 1, 1, 0x00, 0xFF},   {"tiny13", 0, 2, 0, 0},        {"90S1200", 0, 0, 0, 0}};
-  for (const auto& c : cases) {
-    chip_bench b(c.chip, c.chip);
-    b.start();
-    settings.write_flags = write_flag_write | write_flag_polling;
-    isp_chip.last_loaded = 5;
-    setup_polling(c.kind);
-    EXPECT_EQ(isp_chip.poll_mode, c.mode) << c.chip;
-    EXPECT_EQ(isp_chip.last_loaded, -1);
-    if (c.mode == 1) {
-      EXPECT_EQ(isp_chip.unpollable[0], c.u0) << c.chip;
-      EXPECT_EQ(isp_chip.unpollable[1], c.u1) << c.chip;
-    }
-    if (c.mode == 0) {
-      EXPECT_EQ(b.output(), "Warning: can't use write polling for CODE memory of 90S1200\n");
-    }
-  }
+TEST(Polling, NotAskedForMeansFullDelays) {
   chip_bench b("tiny13", "tiny13");
   b.start();
-  setup_polling(0);  // polling not asked for
-  EXPECT_EQ(isp_chip.poll_mode, 0);
+  program(0, 0x00, {1, 2});
+  program(1, 0x00, {3});
+  EXPECT_EQ(b.adapter->delays(), (std::vector<float>{6, 5}));
+  EXPECT_EQ(b.framed(0xF0).size(), 0u);
 }
 
 TEST(Polling, UnpollableValueWaitsTheFullDelay) {
