@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 
 #include "driver/messages.h"
@@ -19,6 +20,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
   if (freopen("/dev/null", "r", stdin) == nullptr) return 1;
   msg_stream.stream = fopen("/dev/null", "w");
   input_path = std::string(P_tmpdir) + "/zindle-hex-fuzz-" + std::to_string(getpid()) + ".hex";
+  atexit([] { remove(input_path.c_str()); });
   return 0;
 }
 
