@@ -156,7 +156,6 @@ FT_STATUS FT_ListDevices(void* arg1, void* arg2, DWORD flags) {
       if (what == FT_OPEN_BY_LOCATION) put(i, static_cast<DWORD*>(arg1) + i);
       else put(i, static_cast<char**>(arg1)[i]);
     }
-    if (what != FT_OPEN_BY_LOCATION) static_cast<char**>(arg1)[b.size()] = nullptr;
     if (arg2) *static_cast<DWORD*>(arg2) = DWORD(b.size());
     return FT_OK;
   }
