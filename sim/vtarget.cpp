@@ -302,7 +302,11 @@ void show(const vt::chip_kind& k, const vt::chip_state& s) {
 
 int run_program(const options& o, const std::string& config_path) {
   const std::string dir = self_dir();
-  std::string ld_path = dir + "/ftdi:" + dir;
+  // A library lacking one function stands in for the complete one.
+  std::string ftdi_dir = dir + "/ftdi";
+  for (const vt::fault_spec& f : o.cfg.faults)
+    if (f.name == "missing-function") ftdi_dir += "/missing/" + (f.has_value ? f.value : std::string("FT_SetVIDPID"));
+  std::string ld_path = ftdi_dir + ":" + dir;
   if (const char* old = std::getenv("LD_LIBRARY_PATH"))
     if (*old) ld_path += std::string(":") + old;
   std::string preload;
