@@ -38,22 +38,61 @@ def compare(expected, text):
     return expected(text)
 
 
+def run_steps(c, zindle, vtarget, work, state):
+    """Runs the case's steps in order; None when each ended with its status, else what went wrong."""
+    for number, s in enumerate(c.steps, 1):
+        command = [vtarget] + state + s.vtarget + ([] if s.args is None else ["--", zindle] + s.args)
+        try:
+            done = subprocess.run(command, cwd=work, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                                  stderr=subprocess.STDOUT, timeout=c.timeout)
+        except subprocess.TimeoutExpired:
+            return "step %d: no end within %g s" % (number, c.timeout)
+        if done.returncode != s.status:
+            return "step %d (%s): exit status %d, expected %d\n%s" % (
+                number, " ".join(command[1:]), done.returncode, s.status, done.stdout.decode("latin-1"))
+    return None
+
+
+def run_check(c, vtarget, work, state):
+    def run_vtarget(*options):
+        done = subprocess.run([vtarget] + state + list(options), cwd=work, stdin=subprocess.DEVNULL,
+                              stdout=subprocess.PIPE, stderr=subprocess.PIPE, timeout=c.timeout)
+        if done.returncode != 0:
+            raise RuntimeError("vtarget %s: exit status %d\n%s" % (
+                " ".join(options), done.returncode, done.stderr.decode("latin-1")))
+        return done.stdout.decode("latin-1")
+    try:
+        return c.check(work, run_vtarget)
+    except Exception as e:  # a broken check is a failed case, not a crashed runner
+        return "check: %s: %s" % (type(e).__name__, e)
+
+
 def run_case(c, zindle, vtarget):
     command = [zindle] + c.args
+    if (c.steps or c.vtarget_state or c.check) and c.vtarget is None:
+        return "steps, vtarget_state and check need vtarget options"
     if c.vtarget is not None:
         if vtarget is None:
             return "needs the virtual target (--vtarget)"
         command = [vtarget] + c.vtarget + ["--"] + command
+    checked = None
     with tempfile.TemporaryDirectory(prefix="zindle-e2e-") as work:
         for name, content in c.files.items():
             mode = "wb" if isinstance(content, bytes) else "w"
             with open(os.path.join(work, name), mode) as f:
                 f.write(content)
+        state = ["--state", os.path.join(work, c.vtarget_state)] if c.vtarget_state else []
+        command[1:1] = state
+        problem = run_steps(c, zindle, vtarget, work, state)
+        if problem is not None:
+            return problem
         try:
             done = subprocess.run(command, cwd=work, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                                   stderr=subprocess.PIPE, timeout=c.timeout)
         except subprocess.TimeoutExpired:
             return "no end within %g s" % c.timeout
+        if c.check is not None:
+            checked = run_check(c, vtarget, work, state)
     problems = []
     if done.returncode != c.status:
         problems.append("exit status %d, expected %d" % (done.returncode, c.status))
@@ -69,6 +108,8 @@ def run_case(c, zindle, vtarget):
         problems.append(difference)
     if done.stderr and c.vtarget is None:
         problems.append("wrote to standard error: %r" % done.stderr.decode("latin-1"))
+    if checked is not None:
+        problems.append(checked)
     return "\n".join(problems) if problems else None
 
 

@@ -4,6 +4,8 @@ A case file (tests/e2e/cases/*.py) defines CASES, a list of case(...) records.
 Each case runs the real binary with its arguments in a fresh temporary
 directory (optionally with files written there first, optionally under the
 virtual target) and compares the exit status and the whole standard output.
+A case may also run steps before its command on the same simulated chip
+(vtarget_state) and check the chip afterwards (check).
 
 The banner carries the build date and time, so by default the runner checks
 the banner's layout and compares only what follows it.
@@ -27,6 +29,14 @@ Expected = Union[str, Pattern, Callable[[str], Optional[str]]]
 
 
 @dataclass
+class step:
+    """A run before the case's own command, under the virtual target, in the same directory."""
+    args: Optional[List[str]]  # zindle arguments; None: the virtual target alone (--flash-in, --show, ...)
+    vtarget: List[str] = field(default_factory=list)  # vtarget options
+    status: int = 0  # the exit status the step must end with
+
+
+@dataclass
 class case:
     name: str
     args: List[str]
@@ -38,6 +48,12 @@ class case:
     files: Dict[str, Union[str, bytes]] = field(default_factory=dict)  # written into the run directory
     vtarget: Optional[List[str]] = None  # run as: vtarget OPTIONS -- zindle ARGS
     timeout: float = 60
+    steps: List[step] = field(default_factory=list)  # run first, in order; each must end with its status
+    # A chip state file name: every vtarget run of the case (steps, command, check) gets --state WORKDIR/NAME.
+    vtarget_state: Optional[str] = None
+    # check(workdir, run_vtarget) after the command: None when all is right, else what is wrong.
+    # run_vtarget(*options) runs vtarget (with the state) without a program and returns its standard output.
+    check: Optional[Callable[[str, Callable[..., str]], Optional[str]]] = None
 
 
 def echo(*args: str) -> str:
