@@ -34,7 +34,9 @@ def compare(expected, text):
         diff = difflib.unified_diff(expected.splitlines(True), text.splitlines(True), "expected", "actual")
         return "".join(line if line.endswith("\n") else line + "\\ no newline\n" for line in diff)
     if hasattr(expected, "fullmatch"):
-        return None if expected.fullmatch(text) else "output does not match /%s/" % expected.pattern
+        if expected.fullmatch(text):
+            return None
+        return "output does not match /%s/\nactual output:\n%s" % (expected.pattern, text)
     return expected(text)
 
 
