@@ -36,9 +36,19 @@ struct d2xx_state {
   unsigned long reads = 0, writes = 0;
 };
 
+// Made on the first call and freed when the library is unloaded: at dlclose,
+// or at exit after the program's own static destructors (which may still
+// close their device) have run.
+d2xx_state* the_state = nullptr;
+
 d2xx_state& state() {
-  static d2xx_state* s = new d2xx_state;  // lives until exit, like the bench
-  return *s;
+  if (the_state == nullptr) the_state = new d2xx_state;
+  return *the_state;
+}
+
+__attribute__((destructor)) void free_state() {
+  delete the_state;
+  the_state = nullptr;
 }
 
 // The bus as the configuration describes it; built on the first call.
