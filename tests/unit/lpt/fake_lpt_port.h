@@ -3,6 +3,7 @@
 // from a queue or from a loop-back rule over the data and control registers.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -53,9 +54,17 @@ class fake_lpt_port : public lpt_port {
     if (reg == lpt_control) control_reg = value;
   }
   void write_block(const uint8_t* bytes, uint32_t count) override {
+    const auto start = std::chrono::steady_clock::now();
     for (uint32_t i = 0; i < count; ++i) log->events.push_back({lpt_data, bytes[i], true});
     if (count > 0) data_reg = bytes[count - 1];
+    // A port whose burst costs the same whatever its length: an infinitely fast
+    // port on any host, however slow the host's own bookkeeping is.
+    if (fixed_burst_us > 0)
+      while (std::chrono::steady_clock::now() - start < std::chrono::microseconds(fixed_burst_us)) {
+      }
   }
+
+  int fixed_burst_us = 0;
 
   std::shared_ptr<port_log> log;
   uint8_t data_reg;

@@ -208,6 +208,7 @@ TEST(LptClock, DelayKeepsClocking) {
 
 TEST(LptPort, FastPortIsLimitedWithBothWarnings) {
   fake_lpt_port port(0.0f, 0x5A, 0x1F);
+  port.fixed_burst_us = 300;
   report_capture capture(1);
   port.direction_control = true;
   port.measure_cycle_time();
