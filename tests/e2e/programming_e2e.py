@@ -33,8 +33,10 @@ def normalise(text):
 
 
 def exact(expected):
-    """The whole output after the banner, times written as T; <N> in `expected` stands for any count."""
-    pattern = re.compile(r"\d+".join(re.escape(part) for part in expected.split("<N>")), re.S)
+    """The whole output after the banner, times written as T; in `expected` <N> stands for any count
+    and <*> for any text within a line."""
+    parts = re.split(r"(<N>|<\*>)", expected)
+    pattern = re.compile("".join({"<N>": r"\d+", "<*>": r"[^\n]*"}.get(p, re.escape(p)) for p in parts), re.S)
 
     def check(text):
         text = normalise(text)
