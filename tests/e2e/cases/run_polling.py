@@ -65,13 +65,13 @@ def page_polls(work, run_vtarget):
     if len(pages) != (len(FLASH_BIN) + 63) // 64:
         return "%d page writes" % len(pages)
     for start in pages:
-        reads = []
+        reads = []  # the reads of one location right after the page write
         for l in lines[start + 1:]:
-            if l[1] not in ("20", "28"):
+            if l[1] not in ("20", "28") or reads and l[1:4] != reads[0][1:4]:
                 break
             reads.append(l)
         if not reads or reads[-1][-1] == "FF" or any(l[-1] != "FF" for l in reads[:-1]):
-            return "page write %s followed by %s" % (lines[start], reads)
+            return "page write %s followed by %s" % (" ".join(lines[start]), reads[:4])
     return chip_holds(padded(FLASH_BIN, 8192))(work, run_vtarget)
 
 
