@@ -1,0 +1,100 @@
+#!/usr/bin/env python3
+"""A real termination signal in the middle of a FLASH write, end to end.
+
+    signal_test.py --zindle BUILD/zindle --vtarget BUILD/sim/vtarget
+
+zindle runs under the virtual target writing a large program; once the
+programming has started, SIGINT (then, in a second run, SIGTERM) is sent to
+zindle itself. It must stop after the instruction under way with the
+termination message and status 80, switch the error LED on, power the adapter
+down in order, and leave the lines inactive (the trace's last line). Ends with
+the line "N passed, N failed".
+"""
+
+import argparse
+import os
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+
+DATA = os.environ.get("ZINDLE_TEST_DATA", os.path.join(os.path.dirname(__file__), "..", "data"))
+# A home-made cable with a buffer enable and both LEDs, on the port and in zindle.
+MAP = "mosi=D0:miso=BUSY:sck=D1:reset=D2:enable=~D7:led_ok=D3:led_error=D4"
+# At rest after a failed run: no power, buffer disabled, reset released, the
+# error LED on.
+EXIT_LINE = "exit power low enable low reset high led_ok low led_error high"
+
+
+def child_of(pid):
+    """The program vtarget started (its only child)."""
+    deadline = time.time() + 10
+    while time.time() < deadline:
+        try:
+            with open("/proc/%d/task/%d/children" % (pid, pid)) as f:
+                children = f.read().split()
+            if children:
+                return int(children[0])
+        except OSError:
+            pass
+        time.sleep(0.01)
+    return None
+
+
+def run(zindle, vtarget, signum):
+    with tempfile.TemporaryDirectory(prefix="zindle-signal-") as work:
+        trace = os.path.join(work, "run.trace")
+        command = [vtarget, "--chip", "mega2560", "--state", os.path.join(work, "chip.state"), "--trace", trace,
+                   "--wiring", "map:" + MAP, "--", zindle, "+mega2560", "-ew", "-am:" + MAP, "-p/dev/parport0", os.path.join(DATA, "hex", "large_flash.hex")]
+        proc = subprocess.Popen(command, cwd=work, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE)
+        output = b""
+        while b"Programming CODE memory\n" not in output:
+            piece = proc.stdout.read1(4096)
+            if not piece:
+                break
+            output += piece
+        program = child_of(proc.pid)
+        if program is None or b"Programming CODE memory\n" not in output:
+            proc.kill()
+            return "the write never started:\n" + output.decode("latin-1")
+        time.sleep(0.3)
+        os.kill(program, signum)
+        rest, _ = proc.communicate(timeout=60)
+        text = (output + rest).decode("latin-1")
+        with open(trace) as f:
+            last = f.read().splitlines()[-1].split(None, 1)[1]
+    name = signal.Signals(signum).name
+    problems = []
+    if proc.returncode != 80:
+        problems.append("exit status %d, expected 80" % proc.returncode)
+    tail = "\nTerminated by user (%s)\n\n\nReset pin released\nAdapter disabled\n" % name
+    if not text.endswith(tail):
+        problems.append("output does not end with %r:\n%s" % (tail, text[-400:]))
+    if " done (" in text.split("Programming CODE memory\n", 1)[1]:
+        problems.append("the write finished before the signal")
+    if last != EXIT_LINE:
+        problems.append("lines at exit: %r, expected %r" % (last, EXIT_LINE))
+    return "\n".join(problems) or None
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--zindle", required=True)
+    parser.add_argument("--vtarget", required=True)
+    options = parser.parse_args()
+    passed = failed = 0
+    for signum in (signal.SIGINT, signal.SIGTERM):
+        problem = run(os.path.abspath(options.zindle), os.path.abspath(options.vtarget), signum)
+        if problem is None:
+            passed += 1
+            print("ok    %s during a FLASH write" % signal.Signals(signum).name)
+        else:
+            failed += 1
+            print("FAIL  %s during a FLASH write\n%s" % (signal.Signals(signum).name, problem))
+    print("%d passed, %d failed" % (passed, failed))
+    return 1 if failed else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
