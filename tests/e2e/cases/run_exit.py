@@ -74,8 +74,9 @@ LOCK_LAST = ["+mega8", "-l2", "-w", "-fCKSEL=4", PP]
 LOCKED = "Device locked to level 2!\n"
 
 CASES = [ending(*row) for row in ENDINGS] + [
-    case("default adapter after a failure", ["+mega8", "-ew", PP, "prog.hex"], 30, exact(
-        command("+mega8", "-ew", PP, "prog.hex") + detected("mega16|mega16A") + "Chip not locked\n"
+    # The default adapter on the default port (LPT2 through direct I/O).
+    case("default adapter after a failure", ["+mega8", "-ew", "prog.hex"], 30, exact(
+        command("+mega8", "-ew", "prog.hex") + detected("mega16|mega16A") + "Chip not locked\n"
         + "Requested <mega8>, detected <mega16|mega16A>\nCan't continue\n" + END_FAIL), files=FILES,
         vtarget=["--chip", "mega16", "--trace", "run.trace"], check=ends_with("reset high")),
     # Locked first, the chip takes no more fuse changes: the read-back shows the old CKSEL.
