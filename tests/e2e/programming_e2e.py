@@ -178,16 +178,3 @@ def file_is(name, content):
             have = f.read()
         return None if have == content else "%s holds %r, expected %r" % (name, have, content)
     return check
-
-
-def exit_lines(trace, **levels):
-    """A check: the trace file's last line gives these final line levels (power, reset, led_error, ...)."""
-    def check(work, run_vtarget):
-        with open(os.path.join(work, trace)) as f:
-            last = f.read().splitlines()[-1].split()
-        if last[1] != "exit":
-            return "trace does not end with the exit line: %r" % last
-        state = dict(zip(last[2::2], last[3::2]))
-        wrong = {k: state.get(k) for k, v in levels.items() if state.get(k) != v}
-        return None if not wrong else "lines at exit %s, expected %s" % (wrong, levels)
-    return check
