@@ -13,7 +13,7 @@
 #include "driver/settings.h"
 #include "isp/fuse_list.h"
 #include "isp/isp_chip.h"
-#include "programming/special_command.h"
+#include "programming/cell_commands.h"
 
 namespace {
 

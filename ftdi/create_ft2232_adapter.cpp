@@ -21,7 +21,7 @@ std::unique_ptr<spi_adapter> create_ft2232_adapter(const char* adapter_text, con
   uint32_t type = 0;
   std::unique_ptr<pin_map> map = ft2232_pin_map(adapter_text, type);
 
-  ftdi_device_spec request;
+  ftdi_device_request request;
   request.type = type;
   parse_ftdi_port_option(port_text, request);
   std::unique_ptr<ftdi_device> device = open_ftdi_device(request);

@@ -26,7 +26,7 @@ void read_hex(const char* text, uint32_t& value) {
   if (end != text) value = static_cast<uint32_t>(number);
 }
 
-void parse_item(const char* item, ftdi_device_spec& request) {
+void parse_item(const char* item, ftdi_device_request& request) {
   size_t length = strlen(item);
   if (length < 3 || item[1] != '=') fail(status_usage, "Invalid FT2232 option '%s'\n", item);
   const char* value = item + 2;
@@ -44,7 +44,7 @@ void parse_item(const char* item, ftdi_device_spec& request) {
 
 }  // namespace
 
-void parse_ftdi_port_option(const char* port_text, ftdi_device_spec& request) {
+void parse_ftdi_port_option(const char* port_text, ftdi_device_request& request) {
   request.vid = 0;
   request.pid = 0;
   request.serial_number[0] = '\0';

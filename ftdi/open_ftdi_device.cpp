@@ -19,12 +19,12 @@ namespace {
 
 const char* or_any(const char* text) { return text[0] != '\0' ? text : "any"; }
 
-void print_spec(const char* label, const ftdi_device_spec& spec) {
-  report(0, "%s%s  %s (0x%llX) - \"%s\", serno \"%s\"\n", "", label, ft_device_type_name(spec.type),
-         static_cast<unsigned long long>(spec.type), or_any(spec.description), or_any(spec.serial_number));
+void print_device(const char* label, const ftdi_device_request& wanted) {
+  report(0, "%s%s  %s (0x%llX) - \"%s\", serno \"%s\"\n", "", label, ft_device_type_name(wanted.type),
+         static_cast<unsigned long long>(wanted.type), or_any(wanted.description), or_any(wanted.serial_number));
 }
 
-bool matches(const ftdi_device_spec& request, const ftdi_device_spec& found) {
+bool matches(const ftdi_device_request& request, const ftdi_device_request& found) {
   if (found.type != request.type) return false;
   if (request.serial_number[0] != '\0' && strcmp(request.serial_number, found.serial_number) != 0) return false;
   if (request.description[0] != '\0' && strcmp(request.description, found.description) != 0) return false;
@@ -33,7 +33,7 @@ bool matches(const ftdi_device_spec& request, const ftdi_device_spec& found) {
 
 }  // namespace
 
-std::unique_ptr<ftdi_device> open_ftdi_device(const ftdi_device_spec& request, const char* library_file) {
+std::unique_ptr<ftdi_device> open_ftdi_device(const ftdi_device_request& request, const char* library_file) {
   const char* open_text;
   DWORD open_flag;
   const char* open_words;
@@ -63,7 +63,7 @@ std::unique_ptr<ftdi_device> open_ftdi_device(const ftdi_device_spec& request, c
   if (library->FT_GetDriverVersion(handle, &version) == FT_OK)
     report(3, "\t%% FTDI driver version %X.%X.%X\n", (version >> 16) & 0xFF, (version >> 8) & 0xFF, version & 0xFF);
 
-  ftdi_device_spec found;
+  ftdi_device_request found;
   FT_DEVICE type = 0;
   DWORD id = 0;
   status = library->FT_GetDeviceInfo(handle, &type, &id, found.serial_number, found.description, nullptr);
@@ -80,8 +80,8 @@ std::unique_ptr<ftdi_device> open_ftdi_device(const ftdi_device_spec& request, c
   if (!matches(request, found)) {
     library->FT_Close(handle);
     report(0, "Can't use opened FTDI device (some of parameters not match)\n");
-    print_spec("Requested", request);
-    print_spec("Found    ", found);
+    print_device("Requested", request);
+    print_device("Found    ", found);
     throw app_error(status_usage);
   }
 

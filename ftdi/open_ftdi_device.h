@@ -7,12 +7,12 @@
 
 #include "ftdi/d2xx_library.h"
 #include "ftdi/ftdi_device.h"
-#include "ftdi/ftdi_device_spec.h"
+#include "ftdi/ftdi_device_request.h"
 
 // Returns the opened channel (a d2xx_device owning the loaded library).
 // Every failure prints its message, closes what was opened, unloads the
 // library and throws app_error 70. library_file is for tests.
-std::unique_ptr<ftdi_device> open_ftdi_device(const ftdi_device_spec& request,
+std::unique_ptr<ftdi_device> open_ftdi_device(const ftdi_device_request& request,
                                               const char* library_file = d2xx_library_file);
 
 // May a channel of this chip type run the MPSSE engine? The letter is the

@@ -16,7 +16,7 @@
 #include "isp/memory_read.h"
 #include "isp/osccal.h"
 #include "programming/memory_operations.h"
-#include "programming/special_cells.h"
+#include "programming/data_cells.h"
 
 namespace {
 

@@ -54,7 +54,7 @@ const char* const usage_text =
     "                       time for real (for benchmarks)\n"
     "  --key MS[,MS2]       the adapter key is pressed from MS modelled milliseconds on\n"
     "                       (and released at MS2)\n"
-    "  --fault SPEC         inject a fault; repeatable. Chip faults:\n"
+    "  --fault WHAT         inject a fault; repeatable. Chip faults:\n"
     "                         no-answer          MISO is never driven (reads high)\n"
     "                         out-of-step=N      out of step until N resync pulses (reset\n"
     "                                            pulses, or SCK pulses on AT90S parts; N 1..31)\n"

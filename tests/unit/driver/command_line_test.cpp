@@ -15,7 +15,7 @@
 #include "driver/messages.h"
 #include "driver/settings.h"
 #include "isp/isp_chip.h"
-#include "programming/special_command.h"
+#include "programming/cell_commands.h"
 
 namespace {
 

@@ -87,8 +87,8 @@ class d2xx_test : public ::testing::Test {
     add(4, 0x04036010, "FTC1B", "Dual RS232 B");
   }
 
-  static ftdi_device_spec request(uint32_t type, const char* description, const char* serial = "") {
-    ftdi_device_spec r;
+  static ftdi_device_request request(uint32_t type, const char* description, const char* serial = "") {
+    ftdi_device_request r;
     r.type = type;
     strcpy(r.description, description);
     strcpy(r.serial_number, serial);
@@ -177,7 +177,7 @@ TEST_F(d2xx_test, opens_by_description_or_serial_number) {
   EXPECT_EQ(fake->opened, -1);
 
   // A serial number wins over the description, which must then match too.
-  ftdi_device_spec both = request(6, "Dual RS232-HS B", "FTH1B");
+  ftdi_device_request both = request(6, "Dual RS232-HS B", "FTH1B");
   both.vid = 0x0403;
   both.pid = 0x6010;
   auto device = open_ftdi_device(both, FAKE_D2XX_PATH);
@@ -193,7 +193,7 @@ TEST_F(d2xx_test, opening_failures) {
   add_ft4232h();
   add_ft2232c();
   const struct {
-    ftdi_device_spec request;
+    ftdi_device_request request;
     const char* message;
   } cases[] = {
       {request(6, ""), "Description and/or serial number must be set for FTDI device opening\n"},

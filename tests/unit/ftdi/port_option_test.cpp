@@ -31,7 +31,7 @@ TEST(ftdi_port_option, fills_the_request_from_the_items) {
       {d64.c_str(), 0, 0, "", desc64.c_str()},
   };
   for (const port_case& c : cases) {
-    ftdi_device_spec request;
+    ftdi_device_request request;
     request.type = 6;
     strcpy(request.description, "stale");
     captured_output out;
@@ -64,7 +64,7 @@ TEST(ftdi_port_option, refuses_bad_items_with_their_messages) {
       {"p=6010,d=x", "Both VID and PID must be set\n"},
   };
   for (const bad_case& c : cases) {
-    ftdi_device_spec request;
+    ftdi_device_request request;
     captured_output out;
     EXPECT_EQ(status_of([&] { parse_ftdi_port_option(c.text.c_str(), request); }), 70) << c.text;
     EXPECT_EQ(out.text(), c.message) << c.text;
@@ -77,7 +77,7 @@ TEST(ftdi_port_option, without_a_value_uses_the_factory_description_of_channel_a
     const char* description;
   } cases[] = {{6, "Dual RS232-HS A"}, {7, "Quad RS232-HS A"}, {4, "Dual RS232 A"}, {0, "Dual RS232 A"}};
   for (const auto& c : cases) {
-    ftdi_device_spec request;
+    ftdi_device_request request;
     request.type = c.type;
     request.vid = 5;
     captured_output out(3);

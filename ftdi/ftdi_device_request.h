@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-struct ftdi_device_spec {
+struct ftdi_device_request {
   uint32_t vid = 0;   // 0 = not given
   uint32_t pid = 0;   // 0 = not given
   uint32_t type = 0;  // FT_DEVICE code the adapter kind requires: 4, 6 or 7

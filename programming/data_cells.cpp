@@ -1,4 +1,4 @@
-#include "programming/special_cells.h"
+#include "programming/data_cells.h"
 
 #include <cerrno>
 #include <cstdio>

@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "programming/special_command.h"
+#include "programming/cell_commands.h"
 
 void check_destination(const char* name, cell_mode mode, uint32_t address, int size);
 void insert_cells(const char* name, cell_mode mode, uint32_t address, const uint8_t* bytes, int count);

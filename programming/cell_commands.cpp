@@ -1,4 +1,4 @@
-#include "programming/special_command.h"
+#include "programming/cell_commands.h"
 
 #include <strings.h>
 
