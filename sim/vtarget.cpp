@@ -52,7 +52,7 @@ const char* const usage_text =
     "  --usb-latency US     modelled turn-around of one FTDI read (default by chip type)\n"
     "  --realtime           every port access and USB transfer also takes its modelled\n"
     "                       time for real (for benchmarks)\n"
-    "  --key MS[,MS2]       the adapter key is pressed from MS modelled milliseconds on\n"
+    "  --key MS[,MS2]       the adapter key is pressed MS real milliseconds after the start\n"
     "                       (and released at MS2)\n"
     "  --fault WHAT         inject a fault; repeatable. Chip faults:\n"
     "                         no-answer          MISO is never driven (reads high)\n"

@@ -179,9 +179,11 @@ bool miso() {
   return s.chip->miso(s.now);
 }
 
+// A person presses the key: its times run on the real clock since the start,
+// like the chip's write times, not on the modelled one.
 bool key_pressed() {
   state& s = get();
-  double ms = double(s.now) / 1e6;
+  double ms = double(real_ns() - s.real_start) / 1e6;
   if (s.cfg.key_press_ms < 0 || ms < s.cfg.key_press_ms) return false;
   return s.cfg.key_release_ms < 0 || ms < s.cfg.key_release_ms;
 }

@@ -42,7 +42,7 @@ struct bench_config {
   bool realtime = false;               // every access takes its modelled time for real
   std::vector<fault_spec> faults;
   std::string trace_file;              // empty: no trace
-  double key_press_ms = -1;            // >= 0: the adapter key is pressed from this modelled time on
+  double key_press_ms = -1;            // >= 0: the adapter key is pressed from this real time on (ms after the start)
   double key_release_ms = -1;          // >= 0: and released again at this modelled time
 };
 
