@@ -1,44 +1,26 @@
 // vtarget end to end: a plain ISP client (not zindle) bit-bangs the chip
 // through the emulated ppdev device and through direct port I/O.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <cstdio>
-#include <fstream>
 #include <sstream>
 #include <string>
-#include <vector>
+
+#include "tests/unit/sim/vt_run.h"
 
 #ifdef VT_BIN_DIR
 namespace {
 
 const std::string bin = VT_BIN_DIR;
 
-struct result {
-  int status;
-  std::string out;
-};
+using vt_test::read_file;
+using vt_test::result;
 
 result run(const std::string& vtarget_args, const std::string& client_args) {
-  std::string cmd = bin + "/vtarget " + vtarget_args + " -- " + bin + "/vt_lpt_client " + client_args + " 2>&1";
-  FILE* p = popen(cmd.c_str(), "r");
-  result r{-1, ""};
-  if (!p) return r;
-  char buf[256];
-  while (fgets(buf, sizeof buf, p)) r.out += buf;
-  int st = pclose(p);
-  r.status = WIFEXITED(st) ? WEXITSTATUS(st) : -1;
-  return r;
+  return vt_test::run_command(bin + "/vtarget " + vtarget_args + " -- " + bin + "/vt_lpt_client " + client_args);
 }
 
 std::string temp(const std::string& name) { return ::testing::TempDir() + "vtarget_test_" + name; }
-
-std::string read_file(const std::string& path) {
-  std::ifstream f(path);
-  std::stringstream s;
-  s << f.rdbuf();
-  return s.str();
-}
 
 // The trace without its time column.
 std::string events(const std::string& trace) {
@@ -101,12 +83,7 @@ TEST(Vtarget, StateCarriesOverAndTraceIsDeterministic) {
   EXPECT_NE(e1.find("reset high\nreset low\nexit power low enable high reset low"), std::string::npos) << e1.substr(e1.size() - 200);
 
   // A second run sees the first one's FLASH; vtarget exports it.
-  std::string cmd = bin + "/vtarget --state " + state + " --flash-out " + out + " --show";
-  FILE* p = popen(cmd.c_str(), "r");
-  std::string shown;
-  char buf[256];
-  while (p && fgets(buf, sizeof buf, p)) shown += buf;
-  if (p) pclose(p);
+  const std::string shown = vt_test::run_command(bin + "/vtarget --state " + state + " --flash-out " + out + " --show").out;
   EXPECT_NE(shown.find("chip erases: 1\n"), std::string::npos) << shown;
   std::string flash = read_file(out);
   ASSERT_EQ(flash.size(), 8192u);
@@ -119,9 +96,7 @@ TEST(Vtarget, StateCarriesOverAndTraceIsDeterministic) {
 
 TEST(Vtarget, UsageErrors) {
   for (const char* args : {"--chip mega9", "--wiring nosuch", "--wiring map:mosi=D9", "--fault bogus", "--ftdi ft9999", "--osc fast"}) {
-    std::string cmd = bin + "/vtarget " + args + " >/dev/null 2>&1";
-    int st = system(cmd.c_str());
-    EXPECT_EQ(WEXITSTATUS(st), 2) << args;
+    EXPECT_EQ(vt_test::run_command(bin + "/vtarget " + args).status, 2) << args;
   }
 }
 

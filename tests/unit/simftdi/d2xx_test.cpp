@@ -11,13 +11,13 @@
 #include <cstring>
 #include <fstream>
 #include <functional>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "sim/bench/bench.h"
 #include "sim/bench/config.h"
 #include "sim/ftdi/d2xx_api.h"
+#include "tests/unit/sim/vt_run.h"
 
 #ifdef VT_FTDI_DIR
 namespace {
@@ -111,13 +111,6 @@ struct mpsse_client {
     return s;
   }
 };
-
-std::string read_file(const std::string& path) {
-  std::ifstream f(path);
-  std::stringstream s;
-  s << f.rdbuf();
-  return s.str();
-}
 
 TEST(D2xxLibrary, ListsOneEntryPerChannelWithFactoryNames) {
   vt::bench_config cfg = with_ftdi({"ft2232c", "ft2232h", "ft4232h"});
@@ -397,7 +390,7 @@ TEST(D2xxLibrary, WiringMapMovesResetAndPowerAndLinesAreTraced) {
     EXPECT_EQ(m.isp(0xAC, 0x53, 0x00, 0x00)[2], 0x53);
     EXPECT_EQ(m.signature(), 0x1E9307u);
   });
-  const std::string trace = read_file(cfg.trace_file);
+  const std::string trace = vt_test::read_file(cfg.trace_file);
   const size_t power_on = trace.find(" power high");
   ASSERT_NE(power_on, std::string::npos) << trace;
   EXPECT_NE(trace.find(" reset low", power_on), std::string::npos) << trace;

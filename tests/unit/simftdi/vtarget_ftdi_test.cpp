@@ -2,38 +2,22 @@
 // emulated libftd2xx.so through the library path that vtarget sets, and talks
 // to the simulated chip.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstdio>
-#include <fstream>
-#include <iterator>
 #include <string>
-#include <vector>
+
+#include "tests/unit/sim/vt_run.h"
 
 #if defined(VT_FTDI_DIR) && defined(VT_BIN_DIR)
 namespace {
 
 const std::string bin = VT_BIN_DIR;
 
-struct result {
-  int status;
-  std::string out;
-};
-
-result run(const std::string& command) {
-  FILE* p = popen((command + " 2>&1").c_str(), "r");
-  result r{-1, ""};
-  if (!p) return r;
-  char buf[256];
-  while (fgets(buf, sizeof buf, p)) r.out += buf;
-  int st = pclose(p);
-  r.status = WIFEXITED(st) ? WEXITSTATUS(st) : -1;
-  return r;
-}
+using vt_test::result;
+using vt_test::run_command;
 
 result vtarget(const std::string& args, const std::string& client_args) {
-  return run(bin + "/vtarget " + args + " -- " + bin + "/vt_ftdi_client " + client_args);
+  return run_command(bin + "/vtarget " + args + " -- " + bin + "/vt_ftdi_client " + client_args);
 }
 
 TEST(VtargetFtdi, ClientsReachTheChipOrSeeTheFault) {
@@ -73,13 +57,12 @@ TEST(VtargetFtdi, ProgramsTheWholeFlashKeptInTheState) {
   result r = vtarget("--ftdi ft2232h --state " + state, "program 9");
   EXPECT_EQ(r.status, 0) << r.out;
   EXPECT_EQ(r.out, "echo 53\nverify ok\n");
-  r = run(bin + "/vtarget --state " + state + " --flash-out " + flash);
+  r = run_command(bin + "/vtarget --state " + state + " --flash-out " + flash);
   ASSERT_EQ(r.status, 0) << r.out;
-  std::ifstream f(flash, std::ios::binary);
-  std::vector<uint8_t> data((std::istreambuf_iterator<char>(f)), std::istreambuf_iterator<char>());
+  const std::string data = vt_test::read_file(flash);
   ASSERT_EQ(data.size(), 8192u);
   // The client's pattern: (i * 7 + seed) ^ (i >> 8).
-  for (uint32_t i = 0; i < data.size(); ++i) ASSERT_EQ(data[i], uint8_t((i * 7 + 9) ^ (i >> 8))) << i;
+  for (uint32_t i = 0; i < data.size(); ++i) ASSERT_EQ(uint8_t(data[i]), uint8_t((i * 7 + 9) ^ (i >> 8))) << i;
   unlink(state.c_str());
   unlink(flash.c_str());
 }
@@ -87,7 +70,7 @@ TEST(VtargetFtdi, ProgramsTheWholeFlashKeptInTheState) {
 TEST(VtargetFtdi, MissingFunctionVariantIsRefusedByTheClient) {
   // The variant folder first on the library path, as vtarget's missing-function fault does.
   const std::string dir = std::string(VT_FTDI_DIR) + "/missing/FT_GetStatus";
-  result r = run("LD_LIBRARY_PATH=" + dir + ":" + bin + " " + bin + "/vt_ftdi_client sig");
+  result r = run_command("LD_LIBRARY_PATH=" + dir + ":" + bin + " " + bin + "/vt_ftdi_client sig");
   EXPECT_EQ(r.status, 2);
   EXPECT_EQ(r.out, "missing function FT_GetStatus\n");
 }
