@@ -7,6 +7,7 @@
 #include "isp/identify.h"
 #include "isp/isp_chip.h"
 #include "isp/power.h"
+#include "tests/unit/isp/bench_run.h"
 #include "tests/unit/isp/chip_bench.h"
 
 namespace {
@@ -20,14 +21,7 @@ int count_of(const std::string& text, const std::string& what) {
   return n;
 }
 
-int run_identify(chip_bench&) {
-  try {
-    synchronise_and_identify();
-  } catch (const app_error& e) {
-    return e.code;
-  }
-  return 0;
-}
+int run_identify(chip_bench&) { return isp_test::status_of(synchronise_and_identify); }
 
 TEST(Identify, EveryChipOfTheModelIsFoundByItsSignatureInBothAdapterModes) {
   const char* names[] = {"mega8", "90S2313", "tiny13", "mega2560", "tiny2313", "90S4433", "tiny12", "mega328P"};
