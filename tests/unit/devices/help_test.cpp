@@ -13,21 +13,14 @@
 #include "devices/chip_desc.h"
 #include "driver/help.h"
 #include "driver/messages.h"
+#include "tests/unit/adapter/report_capture.h"
 
 namespace {
 
 std::string capture(const std::function<void()>& listing) {
-  char* buffer = nullptr;
-  size_t size = 0;
-  FILE* memory = open_memstream(&buffer, &size);
-  FILE* saved = msg_stream.stream;
-  msg_stream.stream = memory;
+  report_capture out;
   listing();
-  msg_stream.stream = saved;
-  fclose(memory);
-  std::string text(buffer, size);
-  free(buffer);
-  return text;
+  return out.text();
 }
 
 const char expected_usage[] =

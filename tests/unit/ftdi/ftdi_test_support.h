@@ -2,8 +2,6 @@
 // status a call ends with, and a recording ftdi_device standing in for a chip.
 #pragma once
 
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <deque>
 #include <string>
@@ -11,34 +9,10 @@
 
 #include "driver/messages.h"
 #include "ftdi/ftdi_device.h"
+#include "tests/unit/adapter/report_capture.h"
 
-// Redirects report() into a string for the lifetime of the object.
-class captured_output {
- public:
-  explicit captured_output(uint8_t threshold = 2)
-      : saved_stream(msg_stream.stream), saved_threshold(msg_stream.threshold) {
-    stream = open_memstream(&buffer, &size);
-    msg_stream.stream = stream;
-    msg_stream.threshold = threshold;
-  }
-  ~captured_output() {
-    msg_stream.stream = saved_stream;
-    msg_stream.threshold = saved_threshold;
-    fclose(stream);
-    free(buffer);
-  }
-  std::string text() {
-    fflush(stream);
-    return std::string(buffer, size);
-  }
-
- private:
-  FILE* saved_stream;
-  uint8_t saved_threshold;
-  FILE* stream = nullptr;
-  char* buffer = nullptr;
-  size_t size = 0;
-};
+// report() into a string while alive.
+typedef report_capture captured_output;
 
 // The exit status a call ends with: the app_error code, or -1 when it returns.
 template <typename F>

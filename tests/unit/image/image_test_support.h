@@ -16,31 +16,11 @@
 
 #include "driver/messages.h"
 #include "image/mem_image.h"
+#include "tests/unit/adapter/report_capture.h"
 
 namespace image_test {
 
-// Redirects the message stream into a temporary file while alive.
-class captured_messages {
- public:
-  captured_messages() : saved_(msg_stream.stream), file_(tmpfile()) { msg_stream.stream = file_; }
-  ~captured_messages() {
-    msg_stream.stream = saved_;
-    fclose(file_);
-  }
-  std::string text() const {
-    fflush(file_);
-    std::string out;
-    rewind(file_);
-    char buffer[4096];
-    size_t n;
-    while ((n = fread(buffer, 1, sizeof buffer, file_)) > 0) out.append(buffer, n);
-    return out;
-  }
-
- private:
-  FILE* saved_;
-  FILE* file_;
-};
+typedef report_capture captured_messages;
 
 // A file in a private scratch directory, removed with the directory.
 class scratch_dir {
