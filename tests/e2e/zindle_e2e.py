@@ -64,3 +64,21 @@ def echo(*args: str) -> str:
 def failed(message: str) -> str:
     """A failure message as it reaches the top: the message, then an empty line."""
     return message + "\n"
+
+
+def expect(*parts, absent=(), last=None):
+    """Every part appears, in this order; no absent text appears; the trace ends with `last`."""
+    def check(text):
+        position = 0
+        for part in parts:
+            found = text.find(part, position)
+            if found < 0:
+                return "missing (in order): %r\n--- output ---\n%s" % (part, text)
+            position = found + len(part)
+        for part in absent:
+            if part in text:
+                return "unexpected: %r\n--- output ---\n%s" % (part, text)
+        if last is not None and not re.search(r"\d\.\d+ " + re.escape(last) + r"\Z", text):
+            return "trace does not end with %r\n--- output ---\n%s" % (last, text)
+        return None
+    return check

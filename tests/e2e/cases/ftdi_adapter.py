@@ -6,27 +6,11 @@
 import os
 import re
 
-from zindle_e2e import case, echo, failed
+from zindle_e2e import case, expect as contains, echo, failed
 
 DATA = os.environ.get("ZINDLE_TEST_DATA", os.path.join(os.path.dirname(__file__), "..", "..", "data"))
 FLASH_HEX = os.path.join(DATA, "hex", "small_flash.hex")
 FLASH_BIN = os.path.join(DATA, "hex", "small_flash.bin")
-
-
-def contains(*parts, absent=()):
-    """Every part appears, in this order; none of `absent` appears."""
-    def check(text):
-        at = 0
-        for part in parts:
-            found = text.find(part, at)
-            if found < 0:
-                return "missing %r (after offset %d)" % (part, at)
-            at = found + len(part)
-        for part in absent:
-            if part in text:
-                return "unexpected %r" % part
-        return None
-    return check
 
 
 def mismatch(requested, found):

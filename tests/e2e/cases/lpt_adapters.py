@@ -4,10 +4,9 @@
 # adapter leaves at exit. The trace of the virtual target goes to standard
 # output with the program's lines, so each check sees both in order.
 import os
-import re
 import tempfile
 
-from zindle_e2e import case
+from zindle_e2e import case, expect
 
 PP = "-p/dev/parport0"
 DETECTED = "Device connected, mega8|mega8A detected\n"
@@ -22,24 +21,6 @@ def read_data(name, mode="r"):
 
 def exit_line(enable, led_ok="low", led_error="low"):
     return "exit power low enable %s reset high led_ok %s led_error %s\n" % (enable, led_ok, led_error)
-
-
-def expect(*parts, absent=(), last=None):
-    """Every part appears, in this order; no absent text appears; the trace ends with `last`."""
-    def check(text):
-        position = 0
-        for part in parts:
-            found = text.find(part, position)
-            if found < 0:
-                return "missing (in order): %r\n--- output ---\n%s" % (part, text)
-            position = found + len(part)
-        for part in absent:
-            if part in text:
-                return "unexpected: %r\n--- output ---\n%s" % (part, text)
-        if last is not None and not re.search(r"\d\.\d+ " + re.escape(last) + r"\Z", text):
-            return "trace does not end with %r\n--- output ---\n%s" % (last, text)
-        return None
-    return check
 
 
 def vt(*options):
