@@ -76,6 +76,17 @@ ftdi_channel* channel_of(d2xx_state& s, FT_HANDLE h) {
   return nullptr;
 }
 
+// Runs `body` with the library locked on the open channel behind `handle`;
+// an unknown or closed handle is refused as the real library does.
+template <class F>
+FT_STATUS on_channel(FT_HANDLE handle, F&& body) {
+  d2xx_state& s = state();
+  std::lock_guard<std::mutex> g(s.lock);
+  ftdi_channel* c = channel_of(s, handle);
+  if (!c) return FT_INVALID_HANDLE;
+  return body(s, *c);
+}
+
 // From the N-th call on (N = the fault's value, default 1).
 bool fault_hits(const char* name, unsigned long call) {
   const fault_spec* f = bench::fault(name);
@@ -173,146 +184,118 @@ FT_STATUS FT_ListDevices(void* arg1, void* arg2, DWORD flags) {
 }
 
 FT_STATUS FT_Close(FT_HANDLE handle) {
-  d2xx_state& s = vt::state();
-  std::lock_guard<std::mutex> g(s.lock);
-  ftdi_channel* c = vt::channel_of(s, handle);
-  if (!c) return FT_INVALID_HANDLE;
-  c->close();
-  return FT_OK;
+  return vt::on_channel(handle, [&](d2xx_state&, ftdi_channel& c) -> FT_STATUS {
+    c.close();
+    return FT_OK;
+  });
 }
 
 FT_STATUS FT_Read(FT_HANDLE handle, void* buffer, DWORD bytes_to_read, DWORD* bytes_returned) {
-  d2xx_state& s = vt::state();
-  std::lock_guard<std::mutex> g(s.lock);
-  ftdi_channel* c = vt::channel_of(s, handle);
-  if (!c) return FT_INVALID_HANDLE;
-  if (!buffer || !bytes_returned) return FT_INVALID_PARAMETER;
-  *bytes_returned = 0;
-  const unsigned long call = ++s.reads;
-  if (vt::fault_hits("usb-read-error", call)) return FT_IO_ERROR;
-  DWORD count = vt::fault_hits("usb-short-read", call) ? bytes_to_read / 2 : bytes_to_read;
-  *bytes_returned = c->read(static_cast<uint8_t*>(buffer), count);
-  return FT_OK;
+  return vt::on_channel(handle, [&](d2xx_state& s, ftdi_channel& c) -> FT_STATUS {
+    if (!buffer || !bytes_returned) return FT_INVALID_PARAMETER;
+    *bytes_returned = 0;
+    const unsigned long call = ++s.reads;
+    if (vt::fault_hits("usb-read-error", call)) return FT_IO_ERROR;
+    DWORD count = vt::fault_hits("usb-short-read", call) ? bytes_to_read / 2 : bytes_to_read;
+    *bytes_returned = c.read(static_cast<uint8_t*>(buffer), count);
+    return FT_OK;
+  });
 }
 
 FT_STATUS FT_Write(FT_HANDLE handle, void* buffer, DWORD bytes_to_write, DWORD* bytes_written) {
-  d2xx_state& s = vt::state();
-  std::lock_guard<std::mutex> g(s.lock);
-  ftdi_channel* c = vt::channel_of(s, handle);
-  if (!c) return FT_INVALID_HANDLE;
-  if (!buffer || !bytes_written) return FT_INVALID_PARAMETER;
-  *bytes_written = 0;
-  const unsigned long call = ++s.writes;
-  if (vt::fault_hits("usb-write-error", call)) return FT_IO_ERROR;
-  DWORD count = vt::fault_hits("usb-short-write", call) ? bytes_to_write / 2 : bytes_to_write;
-  *bytes_written = c->write(static_cast<const uint8_t*>(buffer), count);
-  return FT_OK;
+  return vt::on_channel(handle, [&](d2xx_state& s, ftdi_channel& c) -> FT_STATUS {
+    if (!buffer || !bytes_written) return FT_INVALID_PARAMETER;
+    *bytes_written = 0;
+    const unsigned long call = ++s.writes;
+    if (vt::fault_hits("usb-write-error", call)) return FT_IO_ERROR;
+    DWORD count = vt::fault_hits("usb-short-write", call) ? bytes_to_write / 2 : bytes_to_write;
+    *bytes_written = c.write(static_cast<const uint8_t*>(buffer), count);
+    return FT_OK;
+  });
 }
 
 FT_STATUS FT_SetBaudRate(FT_HANDLE handle, ULONG baud_rate) {
-  d2xx_state& s = vt::state();
-  std::lock_guard<std::mutex> g(s.lock);
-  ftdi_channel* c = vt::channel_of(s, handle);
-  if (!c) return FT_INVALID_HANDLE;
-  return c->set_baud_rate(baud_rate);
+  return vt::on_channel(handle, [&](d2xx_state&, ftdi_channel& c) -> FT_STATUS {
+    return c.set_baud_rate(baud_rate);
+  });
 }
 
 FT_STATUS FT_SetDivisor(FT_HANDLE handle, USHORT divisor) {
-  d2xx_state& s = vt::state();
-  std::lock_guard<std::mutex> g(s.lock);
-  ftdi_channel* c = vt::channel_of(s, handle);
-  if (!c) return FT_INVALID_HANDLE;
-  c->set_divisor(divisor);
-  return FT_OK;
+  return vt::on_channel(handle, [&](d2xx_state&, ftdi_channel& c) -> FT_STATUS {
+    c.set_divisor(divisor);
+    return FT_OK;
+  });
 }
 
 FT_STATUS FT_Purge(FT_HANDLE handle, ULONG mask) {
-  d2xx_state& s = vt::state();
-  std::lock_guard<std::mutex> g(s.lock);
-  ftdi_channel* c = vt::channel_of(s, handle);
-  if (!c) return FT_INVALID_HANDLE;
-  c->purge(mask);
-  return FT_OK;
+  return vt::on_channel(handle, [&](d2xx_state&, ftdi_channel& c) -> FT_STATUS {
+    c.purge(mask);
+    return FT_OK;
+  });
 }
 
 FT_STATUS FT_SetTimeouts(FT_HANDLE handle, ULONG read_timeout_ms, ULONG write_timeout_ms) {
-  d2xx_state& s = vt::state();
-  std::lock_guard<std::mutex> g(s.lock);
-  ftdi_channel* c = vt::channel_of(s, handle);
-  if (!c) return FT_INVALID_HANDLE;
-  c->set_timeouts(read_timeout_ms, write_timeout_ms);
-  return FT_OK;
+  return vt::on_channel(handle, [&](d2xx_state&, ftdi_channel& c) -> FT_STATUS {
+    c.set_timeouts(read_timeout_ms, write_timeout_ms);
+    return FT_OK;
+  });
 }
 
 FT_STATUS FT_GetQueueStatus(FT_HANDLE handle, DWORD* rx_bytes) {
-  d2xx_state& s = vt::state();
-  std::lock_guard<std::mutex> g(s.lock);
-  ftdi_channel* c = vt::channel_of(s, handle);
-  if (!c) return FT_INVALID_HANDLE;
-  if (!rx_bytes) return FT_INVALID_PARAMETER;
-  *rx_bytes = c->queue_status();
-  return FT_OK;
+  return vt::on_channel(handle, [&](d2xx_state&, ftdi_channel& c) -> FT_STATUS {
+    if (!rx_bytes) return FT_INVALID_PARAMETER;
+    *rx_bytes = c.queue_status();
+    return FT_OK;
+  });
 }
 
 FT_STATUS FT_GetStatus(FT_HANDLE handle, DWORD* rx_bytes, DWORD* tx_bytes, DWORD* event_word) {
-  d2xx_state& s = vt::state();
-  std::lock_guard<std::mutex> g(s.lock);
-  ftdi_channel* c = vt::channel_of(s, handle);
-  if (!c) return FT_INVALID_HANDLE;
-  if (!rx_bytes || !tx_bytes || !event_word) return FT_INVALID_PARAMETER;
-  *rx_bytes = c->queue_status();
-  *tx_bytes = 0;  // the engine takes every byte as it arrives
-  *event_word = 0;
-  return FT_OK;
+  return vt::on_channel(handle, [&](d2xx_state&, ftdi_channel& c) -> FT_STATUS {
+    if (!rx_bytes || !tx_bytes || !event_word) return FT_INVALID_PARAMETER;
+    *rx_bytes = c.queue_status();
+    *tx_bytes = 0;  // the engine takes every byte as it arrives
+    *event_word = 0;
+    return FT_OK;
+  });
 }
 
 FT_STATUS FT_SetLatencyTimer(FT_HANDLE handle, UCHAR latency_ms) {
-  d2xx_state& s = vt::state();
-  std::lock_guard<std::mutex> g(s.lock);
-  ftdi_channel* c = vt::channel_of(s, handle);
-  if (!c) return FT_INVALID_HANDLE;
-  return c->set_latency_timer(latency_ms);
+  return vt::on_channel(handle, [&](d2xx_state&, ftdi_channel& c) -> FT_STATUS {
+    return c.set_latency_timer(latency_ms);
+  });
 }
 
 FT_STATUS FT_GetLatencyTimer(FT_HANDLE handle, UCHAR* latency_ms) {
-  d2xx_state& s = vt::state();
-  std::lock_guard<std::mutex> g(s.lock);
-  ftdi_channel* c = vt::channel_of(s, handle);
-  if (!c) return FT_INVALID_HANDLE;
-  if (!latency_ms) return FT_INVALID_PARAMETER;
-  *latency_ms = c->latency_timer();
-  return FT_OK;
+  return vt::on_channel(handle, [&](d2xx_state&, ftdi_channel& c) -> FT_STATUS {
+    if (!latency_ms) return FT_INVALID_PARAMETER;
+    *latency_ms = c.latency_timer();
+    return FT_OK;
+  });
 }
 
 FT_STATUS FT_SetBitMode(FT_HANDLE handle, UCHAR mask, UCHAR mode) {
-  d2xx_state& s = vt::state();
-  std::lock_guard<std::mutex> g(s.lock);
-  ftdi_channel* c = vt::channel_of(s, handle);
-  if (!c) return FT_INVALID_HANDLE;
-  return c->set_bit_mode(mask, mode);
+  return vt::on_channel(handle, [&](d2xx_state&, ftdi_channel& c) -> FT_STATUS {
+    return c.set_bit_mode(mask, mode);
+  });
 }
 
 FT_STATUS FT_SetUSBParameters(FT_HANDLE handle, ULONG in_transfer_size, ULONG out_transfer_size) {
-  d2xx_state& s = vt::state();
-  std::lock_guard<std::mutex> g(s.lock);
-  ftdi_channel* c = vt::channel_of(s, handle);
-  if (!c) return FT_INVALID_HANDLE;
-  return c->set_usb_parameters(in_transfer_size, out_transfer_size);
+  return vt::on_channel(handle, [&](d2xx_state&, ftdi_channel& c) -> FT_STATUS {
+    return c.set_usb_parameters(in_transfer_size, out_transfer_size);
+  });
 }
 
 FT_STATUS FT_GetDeviceInfo(FT_HANDLE handle, FT_DEVICE* type, DWORD* id, char* serial_number, char* description,
                            void* reserved) {
   (void)reserved;
-  d2xx_state& s = vt::state();
-  std::lock_guard<std::mutex> g(s.lock);
-  ftdi_channel* c = vt::channel_of(s, handle);
-  if (!c) return FT_INVALID_HANDLE;
-  const vt::channel_info& i = c->info();
-  if (type) *type = i.type;
-  if (id) *id = i.id;
-  vt::copy_text(serial_number, i.serial, 17);
-  vt::copy_text(description, i.description, 65);
-  return FT_OK;
+  return vt::on_channel(handle, [&](d2xx_state&, ftdi_channel& c) -> FT_STATUS {
+    const vt::channel_info& i = c.info();
+    if (type) *type = i.type;
+    if (id) *id = i.id;
+    vt::copy_text(serial_number, i.serial, 17);
+    vt::copy_text(description, i.description, 65);
+    return FT_OK;
+  });
 }
 
 FT_STATUS FT_CreateDeviceInfoList(DWORD* number_of_devices) {
