@@ -40,7 +40,6 @@ class avr_chip : public line_target {
   // The contents, with every write that has been started completed.
   const chip_state& state();
   const chip_kind& kind() const { return kind_; }
-  bool programming_enabled() const { return enabled_; }
   bool busy();
   double clock_hz() const { return clock_hz_; }
   uint64_t instructions() const { return instructions_; }

@@ -24,7 +24,6 @@ class lpt_wiring {
   adapter_lines outputs(uint8_t data, uint8_t control) const;
   // The status register for these register values, MISO level and key state.
   uint8_t status(uint8_t data, uint8_t control, bool miso, bool key) const;
-  bool has_miso() const { return miso_bit_ >= 0; }
   // Pin names of the map that are no parallel-port pins (left to the FTDI emulation).
   const std::vector<std::string>& foreign_pins() const { return foreign_; }
 
