@@ -241,6 +241,10 @@ TEST(HexRead, RecordsMergeIntoSortedBlocks) {
        {{0x10, 32}, {0x12, 2}, {0x20, 4}, {0x40, 1}},
        "Warning: HEX file records overlapped in addresses 0x12-0x13 with equal data\n"
        "Warning: HEX file records overlapped in addresses 0x20-0x23 with equal data\n"},
+      {"equal overlap ending at the highest block address",
+       ":020000047FFF7C\n" + data_record(0xFFF0, 16, 7) + data_record(0xFFF0, 16, 7) + end,
+       {{0x7FFFFFF0, 16}, {0x7FFFFFF0, 16}},
+       "Warning: HEX file records overlapped in addresses 0x7FFFFFF0-0x7FFFFFFF with equal data\n"},
       {"zero-length data record", ":00001000F0\n" + data_record(0, 1, 1) + end, {{0, 1}},
        "Zero-data HEX line ignored\n  :00001000F0\n"},
       {"start address records", ":0400000300000000F9\n:04000005000000C037\n" + data_record(0, 1, 1) + end, {{0, 1}},
