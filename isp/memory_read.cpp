@@ -81,8 +81,8 @@ void read_run(uint8_t* buf, int32_t addr, int32_t len, int extended, make_instru
 // segment differs from the last one sent (none sent yet: always).
 int extended_for(int32_t addr) {
   if (current_chip().flash_size <= extended_segment) return -1;
-  const uint8_t wanted = uint8_t(addr >> 17);
-  const uint8_t last = uint8_t(isp_chip.last_loaded >> 17);
+  const uint8_t wanted = extended_address_of(addr);
+  const uint8_t last = extended_address_of(isp_chip.last_loaded);
   if (wanted == last) return -1;
   isp_chip.last_loaded = addr;
   return wanted;

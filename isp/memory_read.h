@@ -13,3 +13,6 @@ void read_eeprom(uint8_t* buf, int32_t addr, int32_t len);
 uint8_t read_byte(int32_t addr);
 // Sends 4D 00 e 00.
 void load_extended_address(uint8_t e);
+// The Load Extended Address operand that selects the bank of a FLASH byte
+// address: bits 16-23 of its word address.
+inline uint8_t extended_address_of(int32_t addr) { return uint8_t(addr >> 17); }

@@ -95,7 +95,7 @@ void load_page_byte(int32_t addr, uint8_t value) {
 
 void write_flash_page(int32_t addr) {
   if (is_even(addr)) load_page_byte(addr + 1, 0xFF);
-  if (current_chip().flash_size > extended_segment) append_instruction(0x4D, 0x00, uint8_t(addr >> 17), 0x00);
+  if (current_chip().flash_size > extended_segment) append_instruction(0x4D, 0x00, extended_address_of(addr), 0x00);
   current_adapter->write_block(isp_chip.page_buffer, uint32_t(isp_chip.page_fill));
   isp_chip.page_fill = 0;
   isp_exchange(op_write_page, uint8_t(addr >> 9), uint8_t(addr >> 1), 0x00);

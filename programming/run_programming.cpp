@@ -79,7 +79,7 @@ void handle_erase_counter() {
   } else {
     isp_chip.memory = mem_code;
     int32_t address = erase_counter_address();
-    if (flash_size() > 131072) load_extended_address(static_cast<uint8_t>(address >> 16));
+    if (flash_size() > extended_segment) load_extended_address(extended_address_of(address));
     unsigned stored = read_byte(address) + read_byte(address + 1) * 256u;
     if (stored == 0xFFFF)
       report(1, "Number of erases not initialized\n");

@@ -159,6 +159,22 @@ def chip_holds(flash=None, eeprom=None):
     return check
 
 
+def isp_sent(work):
+    """The bytes of every ISP instruction in the virtual target's trace (run.trace), in order."""
+    with open(os.path.join(work, "run.trace")) as f:
+        return [" ".join(line.split()[2:6]) for line in f if " isp " in line]
+
+
+def sends(*instructions):
+    """A check: the chip received these instructions one right after the other."""
+    def check(work, run_vtarget):
+        sent, n = isp_sent(work), len(instructions)
+        if any(tuple(sent[i:i + n]) == instructions for i in range(len(sent))):
+            return None
+        return "instructions %s not sent in a row" % (instructions,)
+    return check
+
+
 def all_of(*checks):
     def check(work, run_vtarget):
         for c in checks:

@@ -49,6 +49,12 @@ CASES = [
          ' 4: FT_DEVICE_4232H (0x7) - "Quad RS232-HS C", serno "VT000002C"\n'
          ' 5: FT_DEVICE_4232H (0x7) - "Quad RS232-HS D", serno "VT000002D"\n\n',
          vtarget=["--ftdi", "ft2232h", "--ftdi", "ft4232h"]),
+    # A listing with a file to program: no chip is named, so none is looked up for the file.
+    case("listing with a file", ["-aft2232", "-w", "-p?", FLASH_HEX], 0,
+         echo("-aft2232", "-w", "-p?", FLASH_HEX) + "2 FTDI devices detected\n"
+         ' 0: FT_DEVICE_2232C (0x4) - "Dual RS232 A", serno "VT000001A"\n'
+         ' 1: FT_DEVICE_2232C (0x4) - "Dual RS232 B", serno "VT000001B"\n\n',
+         vtarget=["--ftdi", "ft2232c"]),
     case("listing without devices", ["-aft2232", "-p?"], 70,
          echo("-aft2232", "-p?") + failed("No FTDI devices found\n"),
          vtarget=["--ftdi", "ft2232c", "--fault", "no-ftdi"]),

@@ -3,7 +3,7 @@
 # chip, and what the serial number file holds after good, failed and
 # verify-only runs.
 from programming_e2e import (END_FAIL, END_OK, FUSES, PP, SIZES, all_of, chip_holds, command, data, detected, exact,
-                             file_is, make_hex, op, padded)
+                             file_is, make_hex, op, padded, sends)
 from zindle_e2e import case, step
 
 M8 = "mega8|mega8A"
@@ -75,7 +75,8 @@ CASES = [
         + ERASED + counter_written(7) + END_OK, stored=5, check=chip_holds(counter_flash("mega8", 7))),
     run("counter above 128 KB", "mega2560", ["-e", "-n"], 0, NOT + "Read number of erases 5\nDevice erased\n"
         + detected("mega2560") + FUSES["mega2560"] + counter_written(6) + END_OK, stored=5,
-        check=chip_holds(counter_flash("mega2560", 6))),
+        vtarget=["--trace", "run.trace"],  # bank 1 of the word address 0x1FFFF, then its two bytes
+        check=all_of(chip_holds(counter_flash("mega2560", 6)), sends("4D 00 01 00", "20 FF FF 00", "28 FF FF 00"))),
     run("counter cells used by code", "tiny13", ["-e", "-n", "-w", "-v", "full.hex"], 0,
         NOT + "Number of erases not initialized\nDevice erased\n" + detected("tiny13|tiny13A") + FUSES["tiny13"]
         + "Can't write number of erases, locations used for code\n" + op("Programming CODE memory", 1024)

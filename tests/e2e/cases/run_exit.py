@@ -4,7 +4,7 @@
 # the levels at exit). Also the place of the lock bits around a fuse write.
 import os
 
-from programming_e2e import END_FAIL, END_OK, FUSES, PP, command, data, detected, exact, fuses, op
+from programming_e2e import END_FAIL, END_OK, FUSES, PP, command, data, detected, exact, fuses, isp_sent, op
 from zindle_e2e import case
 
 M8 = "mega8|mega8A"
@@ -62,8 +62,7 @@ def ending(name, faults, switches, status, body, check):
 def instruction_order(first, second):
     """In the trace, the instruction beginning `first` comes before the one beginning `second`."""
     def check(work, run_vtarget):
-        with open(os.path.join(work, "run.trace")) as f:
-            isp = [" ".join(line.split()[2:6]) for line in f if " isp " in line]
+        isp = isp_sent(work)
         where = [next((i for i, l in enumerate(isp) if l.startswith(p)), None) for p in (first, second)]
         return None if None not in where and where[0] < where[1] else "order of %s and %s: %s" % (first, second, where)
     return check
