@@ -1,6 +1,7 @@
 // Lookups in the device table: by name, the chip in use, its sizes and SCK
 // timing, and the fuse byte names.
 #include <cstring>
+#include <stdexcept>
 #include <strings.h>
 
 #include "devices/chip_desc.h"
@@ -29,8 +30,14 @@ int current_chip_index() {
   return -1;
 }
 
-// Only called once a chip is known (identified or named with +name).
-const chip_desc& current_chip() { return chip_table[current_chip_index()]; }
+// Only called once a chip is known (identified or named with +name); a call
+// before that is a caller's mistake, stopped here instead of reading outside
+// the table.
+const chip_desc& current_chip() {
+  const int index = current_chip_index();
+  if (index < 0 || index >= chip_count) throw std::logic_error("No chip known yet");
+  return chip_table[index];
+}
 
 const char* chip_display_name(int index) {
   return index < 0 || index >= chip_count ? "unknown" : chip_table[index].name;

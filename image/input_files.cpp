@@ -34,5 +34,7 @@ void load_input_files() {
     if (settings.code_file != nullptr) hex_read(code_image, settings.code_file);
     if (settings.data_file != nullptr) hex_read(data_image, settings.data_file);
   }
-  if (settings.split_code_file && !code_image.empty()) move_flash_overflow(code_image, data_image, flash_size());
+  // A run without a chip only lists devices: there is no FLASH size to split at.
+  if (settings.split_code_file && !code_image.empty() && current_chip_index() >= 0)
+    move_flash_overflow(code_image, data_image, flash_size());
 }
