@@ -73,6 +73,13 @@ bool is_blank(int32_t from, int32_t to) {
   return true;
 }
 
+// Blocks may overlap where their bytes are equal (the HEX reader keeps both):
+// what an earlier block covered is skipped, so every address is written or
+// read once, and `position` never goes back.
+int32_t first_new_offset(const data_block& block) { return std::max<int32_t>(0, op.position - block.address); }
+
+void block_done(const data_block& block) { op.position = std::max(op.position, block.address + block.size); }
+
 bool tests_free_locations() {
   return settings.verify_all || (isp_chip.memory == mem_data && (settings.write_flags & write_flag_fill_eeprom));
 }
@@ -82,9 +89,8 @@ void verify_block(const data_block& block) {
     op.free_blank = false;
   report(3, "\n\t%% Verifying from 0x%lX to 0x%lX  ", static_cast<long>(block.address),
          static_cast<long>(block.address + block.size - 1));
-  op.position = block.address + block.size;
   uint8_t buffer[flash_run];
-  for (int32_t offset = 0; offset < block.size;) {
+  for (int32_t offset = first_new_offset(block); offset < block.size;) {
     int length = std::min(run_length(), block.size - offset);
     read_run(buffer, block.address + offset, length);
     for (int i = 0; i < length; ++i) {
@@ -99,6 +105,7 @@ void verify_block(const data_block& block) {
     check_terminated();
     offset += length;
   }
+  block_done(block);
 }
 
 void fill_free_to(int32_t end) {
@@ -116,12 +123,12 @@ bool fills_eeprom() {
 
 void program_block(const data_block& block) {
   if (fills_eeprom()) fill_free_to(block.address);
-  for (int32_t i = 0; i < block.size; ++i) {
+  for (int32_t i = first_new_offset(block); i < block.size; ++i) {
     write_cell(block.address + i, block.bytes[i]);
     check_terminated();
     progress_advance(1);
   }
-  op.position = block.address + block.size;
+  block_done(block);
 }
 
 }  // namespace

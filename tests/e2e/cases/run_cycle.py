@@ -56,6 +56,31 @@ FILL = ["+tiny13", "-w+", "-v", PP, "-d", "prog.eep"]
 LARGE_ARGS = ["+mega2560", "-ew", "-v", PP, "large.hex"]
 NOT_ERASED = bytes(range(64))
 
+
+def repeated(pieces, address, length, times):
+    """HEX of the pieces, then their record of `length` bytes at `address` again `times` times."""
+    content = next(c[address - a:address - a + length] for a, c in pieces.items() if a <= address < a + len(c))
+    again = make_hex({address: content}).splitlines()[:-1]
+    return "\n".join(make_hex(pieces).splitlines()[:-1] + again * times + [":00000001FF"]) + "\n"
+
+
+def equal_overlaps(first, last, count):
+    return "Warning: HEX file records overlapped in addresses 0x%X-0x%X with equal data\n" % (first, last) * count
+
+
+# Records given more than once: each address is written, verified and filled once.
+PAGE, CODE, DATA = {0x20000: LARGE[:256]}, {0x40: bytes(range(64))}, {0: bytes(range(1, 33)), 40: bytes(range(8))}
+PAGE_ARGS = ["+mega2560", "-ew", "-v", PP, "page.hex"]
+AGAIN = ["+mega8", "-w+", "-v+", PP, "again.hex", "again.eep"]
+FREE_SCAN = "." * 16 + " passed\n Free positions are blank\n done (T)\n"
+
+
+def image(size, pieces):
+    memory = bytearray(b"\xff" * size)
+    for address, content in pieces.items():
+        memory[address:address + len(content)] = content
+    return bytes(memory)
+
 CASES = [
     write_run("mega8", "mega8|mega8A"),
     write_run("tiny13", "tiny13|tiny13A"),
@@ -90,4 +115,18 @@ CASES = [
         + END_OK),
         files={"large.hex": make_hex(PIECES)}, vtarget=["--chip", "mega2560"], vtarget_state="chip.state",
         check=chip_holds(large_image())),
+    case("a page with one of its records again", PAGE_ARGS, 0, exact(
+        command(*PAGE_ARGS) + equal_overlaps(0x20010, 0x2001F, 1) + detected("mega2560") + "Chip not locked\n"
+        + "Device erased\n" + detected("mega2560") + FUSES["mega2560"] + op("Programming CODE memory")
+        + op("Verifying CODE memory", result=" passed\n") + END_OK),
+        files={"page.hex": repeated(PAGE, 0x20010, 16, 1)}, vtarget=["--chip", "mega2560"],
+        vtarget_state="chip.state", check=chip_holds(image(SIZES["mega2560"][0], PAGE))),
+    case("records repeated, free locations tested and filled", AGAIN, 0, exact(
+        command(*AGAIN) + equal_overlaps(0x50, 0x5F, 20 + 20 * 19 // 2) + equal_overlaps(0x8, 0xF, 1)
+        + detected("mega8|mega8A") + "Chip not locked\n" + FUSES["mega8"] + op("Programming CODE memory")
+        + "Verifying CODE memory\n" + FREE_SCAN + op("Programming DATA memory", 512, 32)
+        + "Verifying DATA memory\n" + FREE_SCAN + END_OK),
+        files={"again.hex": repeated(CODE, 0x50, 16, 20), "again.eep": repeated(DATA, 8, 8, 1)},
+        vtarget=["--chip", "mega8"], vtarget_state="chip.state",
+        check=chip_holds(image(8192, CODE), image(512, DATA))),
 ]
