@@ -4,6 +4,8 @@ adapter_holder current_adapter;
 
 spi_adapter::~spi_adapter() = default;
 
+void spi_adapter::release() {}
+
 void spi_adapter::write(uint8_t out) { transfer(out); }
 
 uint8_t spi_adapter::read() { return transfer(0x00); }

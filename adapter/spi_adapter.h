@@ -33,6 +33,11 @@ class spi_adapter {
   virtual bool key_pressed() = 0;
   virtual double sck_frequency() = 0;
   virtual const char* name() = 0;
+  // Leaves the outputs inactive and gives the port or channel back, once; the
+  // adapter is not used afterwards. A failure is reported and thrown, so the
+  // program entry calls it where it can still turn into the exit status; the
+  // destructor calls it too, swallowing failures, for every other ending.
+  virtual void release();
 };
 
 // The one adapter of the process. Replaced only by a completely built adapter;

@@ -89,5 +89,8 @@ int program_entry(int argc, char** argv) {
 
   if (status != status_ok && current_adapter) guarded(status, [] { current_adapter->set_led_error(true); });
   guarded(status, [] { power_down(); });
+  // Released here rather than at exit, so that a failure to let go of the
+  // port still becomes the exit status.
+  if (current_adapter) guarded(status, [] { current_adapter->release(); });
   return status;
 }

@@ -73,8 +73,7 @@ ft2232_adapter::ft2232_adapter(std::unique_ptr<ftdi_device> dev, std::unique_ptr
 }
 
 ft2232_adapter::~ft2232_adapter() {
-  // The channel and the library are released by the members in any case.
-  if (channel_failed) return;  // its message is out; the channel is not asked again
+  // The channel and the library are closed by the members in any case.
   try {
     release();
   } catch (const app_error&) {
@@ -85,32 +84,37 @@ void ft2232_adapter::send(const void* bytes, uint32_t count) {
   try {
     device->write(bytes, count);
   } catch (const app_error&) {
-    channel_failed = true;
+    write_failed = true;
     throw;
   }
 }
 
-void ft2232_adapter::receive(void* bytes, uint32_t count) {
-  try {
-    device->read(bytes, count);
-  } catch (const app_error&) {
-    channel_failed = true;
-    throw;
-  }
-}
-
+// A failed read leaves the channel taking writes, so the whole sequence is
+// sent. After a failed write nothing more can be sent: the bit mode is still
+// reset, a control request that needs no write, which lets go of every pin the
+// MPSSE drove, RESET included; -az cannot be kept then, its directions need a
+// write.
 void ft2232_adapter::release() {
-  if (high_speed(device_type)) {
-    const uint8_t restore_divide = divide_by_5;
-    send(&restore_divide, 1);
+  if (released) return;
+  released = true;
+  if (!write_failed) {
+    try {
+      if (high_speed(device_type)) {
+        const uint8_t restore_divide = divide_by_5;
+        send(&restore_divide, 1);
+      }
+      if (outputs_off_after) {
+        for (int signal : {signal_mosi, signal_sck, signal_reset, signal_set}) output_enable &= ~signal_bits(signal);
+        write_pins();
+        report(2, "FT2232 left in MPSSE mode with programming pins configured as inputs\n");
+        return;
+      }
+    } catch (const app_error&) {
+      device->set_bit_mode(0x00, FT_BITMODE_RESET);
+      throw;
+    }
   }
-  if (outputs_off_after) {
-    for (int signal : {signal_mosi, signal_sck, signal_reset, signal_set}) output_enable &= ~signal_bits(signal);
-    write_pins();
-    report(2, "FT2232 left in MPSSE mode with programming pins configured as inputs\n");
-  } else {
-    device->set_bit_mode(0x00, FT_BITMODE_RESET);
-  }
+  device->set_bit_mode(0x00, FT_BITMODE_RESET);
 }
 
 uint32_t ft2232_adapter::signal_bits(int signal) const { return pins->signals[signal].all(); }
@@ -143,7 +147,7 @@ uint32_t ft2232_adapter::read_pins() {
   const uint8_t ask[2] = {read_bits_low, read_bits_high};
   send(ask, sizeof ask);
   uint8_t state[2] = {};
-  receive(state, sizeof state);
+  device->read(state, sizeof state);
   return state[0] | (uint32_t{state[1]} << 8);
 }
 
@@ -173,7 +177,7 @@ void ft2232_adapter::transfer_block(const uint8_t* out, uint8_t* in, uint32_t co
     for (uint32_t i = 0; i < n; ++i) command.push_back(out[i] ^ flip);
     command.push_back(send_immediate);
     send(command.data(), static_cast<uint32_t>(command.size()));
-    receive(in, n);
+    device->read(in, n);
     if (miso_inverted)
       for (uint32_t i = 0; i < n; ++i) in[i] = static_cast<uint8_t>(~in[i]);
     out += n;
@@ -202,7 +206,7 @@ void ft2232_adapter::read_block(uint8_t* in, uint32_t count) {
     const uint8_t ask[4] = {static_cast<uint8_t>(bytes_in | clock_edge_bits), static_cast<uint8_t>(n - 1),
                             static_cast<uint8_t>((n - 1) >> 8), send_immediate};
     send(ask, sizeof ask);
-    receive(in, n);
+    device->read(in, n);
     if (miso_inverted)
       for (uint32_t i = 0; i < n; ++i) in[i] = static_cast<uint8_t>(~in[i]);
     in += n;

@@ -20,7 +20,7 @@ class ft2232_adapter : public spi_adapter {
   // chooses the release sequence.
   ft2232_adapter(std::unique_ptr<ftdi_device> device, std::unique_ptr<pin_map> pins, uint32_t device_type,
                  uint32_t requested_sck_hz, bool outputs_off_after);
-  ~ft2232_adapter() override;  // the release sequence
+  ~ft2232_adapter() override;  // release(), a failure swallowed after its message
 
   bool block_mode() override;
   uint8_t transfer(uint8_t out) override;
@@ -45,6 +45,7 @@ class ft2232_adapter : public spi_adapter {
   bool key_pressed() override;
   double sck_frequency() override;
   const char* name() override;
+  void release() override;  // the release sequence
 
   // One set-data-bits write of both pin bytes with the current levels and directions.
   void write_pins();
@@ -61,10 +62,8 @@ class ft2232_adapter : public spi_adapter {
   bool defined(int signal) const { return signal_bits(signal) != 0; }
   void drive(int signal, bool active);  // changes output_value only
   void set_signal(int signal, bool active);  // drive, then write_pins
-  void release();
-  // The device's write and read; a failure also marks the channel as failed.
+  // The device's write; a failure also marks the channel as unable to take writes.
   void send(const void* bytes, uint32_t count);
-  void receive(void* bytes, uint32_t count);
 
   std::unique_ptr<ftdi_device> device;
   std::unique_ptr<pin_map> pins;
@@ -76,6 +75,7 @@ class ft2232_adapter : public spi_adapter {
   bool miso_inverted = false;
   uint8_t clock_edge_bits = 0x01;
   float sck_mhz = 0;
-  bool channel_failed = false;  // a transfer failed: the release does not try again
+  bool write_failed = false;  // a write failed: the release sends nothing more
+  bool released = false;
   std::vector<uint8_t> command;  // one USB write is built here
 };

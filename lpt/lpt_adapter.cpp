@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "driver/messages.h"
 #include "driver/timer.h"
 
 namespace {
@@ -23,8 +24,18 @@ lpt_adapter::lpt_adapter(std::unique_ptr<lpt_port> p, std::unique_ptr<pin_map> m
 }
 
 lpt_adapter::~lpt_adapter() {
+  try {
+    release();
+  } catch (const app_error&) {
+  }
+}
+
+void lpt_adapter::release() {
+  if (released) return;
+  released = true;
   if (pins->defined(signal_enable)) deassert_signal(signal_enable);
   if (pins->defined(signal_power)) deassert_signal(signal_power);
+  port->release();
 }
 
 void lpt_adapter::build_patterns(uint32_t low_writes, uint32_t high_writes) {

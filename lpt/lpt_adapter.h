@@ -19,7 +19,7 @@ class lpt_adapter : public spi_adapter {
   // Generates the target's clock on xtal: SCK low and high last low_clocks and
   // high_clocks periods of that clock (two port writes each).
   lpt_adapter(std::unique_ptr<lpt_port> port, std::unique_ptr<pin_map> pins, int low_clocks, int high_clocks);
-  ~lpt_adapter() override;  // enable off, then power off
+  ~lpt_adapter() override;  // release(), a failure swallowed after its message
 
   bool block_mode() override;
   uint8_t transfer(uint8_t out) override;
@@ -41,6 +41,7 @@ class lpt_adapter : public spi_adapter {
   bool key_pressed() override;
   double sck_frequency() override;
   const char* name() override;
+  void release() override;  // enable off, then power off, then the port given back
 
   std::unique_ptr<lpt_port> port;
   std::unique_ptr<pin_map> pins;
@@ -53,6 +54,7 @@ class lpt_adapter : public spi_adapter {
   uint32_t reset_pulse_length = 0;
 
  private:
+  bool released = false;
   void build_patterns(uint32_t low_writes, uint32_t high_writes);
   void add_clock();  // folds the xtal square wave into the patterns
   void assert_signal(int signal);

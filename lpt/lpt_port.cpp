@@ -7,6 +7,8 @@
 
 lpt_port::~lpt_port() = default;
 
+void lpt_port::release() {}
+
 namespace {
 
 const float min_cycle_time = 0.2f;

@@ -15,6 +15,9 @@ class lpt_port {
   virtual void write(uint8_t reg, uint8_t value) = 0;
   // count bytes to the data register, one port write each, back to back.
   virtual void write_block(const uint8_t* bytes, uint32_t count) = 0;
+  // Gives the port back ahead of destruction where that can fail: the failure
+  // is reported and thrown. Ports that cannot fail give it back when destroyed.
+  virtual void release();
 
   float cycle_time = 0;  // microseconds per data-register write, at least 0.2
   bool direction_control = false;  // the data lines can be switched to input

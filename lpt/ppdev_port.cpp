@@ -34,14 +34,27 @@ ppdev_port::ppdev_port(const char* path) {
   }
 }
 
-// A destructor runs at process exit too: a failed release is reported and
-// counted, but nothing may leave it.
+// A destructor runs at process exit too: a failed release has been reported,
+// but nothing may leave it.
 ppdev_port::~ppdev_port() {
-  if (claimed && ioctl(fd, PPRELEASE) != 0) {
-    report(0, "Can't release parport device");
-    return;
+  try {
+    release();
+  } catch (const app_error&) {
   }
+}
+
+void ppdev_port::release() {
+  if (released) return;
+  released = true;
+  if (claimed && ioctl(fd, PPRELEASE) != 0) {
+    const int saved = errno;
+    report(0, "Can't release parport device");
+    errno = saved;
+    throw rtl_error(status_usage);
+  }
+  claimed = false;
   if (fd != -1) close(fd);
+  fd = -1;
 }
 
 uint8_t ppdev_port::read(uint8_t reg) {

@@ -9,7 +9,11 @@ class ppdev_port : public lpt_port {
   // Opens and claims the device and measures its write cycle; failures are
   // reported and thrown as rtl_error(70).
   explicit ppdev_port(const char* path);
-  ~ppdev_port() override;  // releases the claim, closes the device
+  ~ppdev_port() override;  // release(), a failure swallowed after its message
+
+  // Releases the claim and closes the device, once; a failed PPRELEASE is
+  // reported and thrown as rtl_error(70) and leaves the device open.
+  void release() override;
 
   uint8_t read(uint8_t reg) override;
   void write(uint8_t reg, uint8_t value) override;  // control: only the low four lines
@@ -17,4 +21,7 @@ class ppdev_port : public lpt_port {
 
   int fd = -1;
   bool claimed = false;
+
+ private:
+  bool released = false;
 };

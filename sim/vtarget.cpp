@@ -64,6 +64,8 @@ const char* const usage_text =
     "                         signature=XXXXXX   answers with this signature (hex)\n"
     "                         locked[=write]     lock bits programmed (both, or LB1 only);\n"
     "                                            saved with the state like a real lock\n"
+    "                       Parallel-port faults:\n"
+    "                         ppdev-release-error  PPRELEASE fails (EIO); the port stays claimed\n"
     "                       FTDI faults (see the FTDI emulation for the values):\n"
     "                         usb-read-error, usb-write-error, usb-short-read,\n"
     "                         usb-short-write, missing-function=NAME, no-ftdi\n"
@@ -125,7 +127,7 @@ double parse_frequency(const std::string& v) {
 const char* const known_faults[] = {"no-answer",      "out-of-step",     "lose-step",       "busy-longer",
                                     "miso",           "signature",       "locked",          "usb-read-error",
                                     "usb-write-error", "usb-short-read", "usb-short-write", "missing-function",
-                                    "no-ftdi"};
+                                    "no-ftdi",         "ppdev-release-error"};
 
 vt::ftdi_entry parse_ftdi(const std::string& v) {
   vt::ftdi_entry e;

@@ -18,6 +18,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "sim/bench/bench.h"
 #include "sim/lpt/port.h"
 
 namespace {
@@ -115,6 +116,7 @@ int pp_ioctl(pp_file& f, unsigned long req, void* arg) {
   if (!f.claimed) return fail(EINVAL);
   switch (req) {
     case PPRELEASE:
+      if (vt::bench::fault("ppdev-release-error")) return fail(EIO);  // the port stays claimed
       f.claimed = false;
       return 0;
     case PPYIELD:
