@@ -5,7 +5,7 @@
 import os
 
 from programming_e2e import END_FAIL, END_OK, FUSES, PP, command, data, detected, exact, fuses, isp_sent, op
-from zindle_e2e import case
+from zindle_e2e import case, expect as contains
 
 M8 = "mega8|mega8A"
 MAP = "mosi=D0:miso=BUSY:sck=D1:reset=D2:enable=~D7:led_ok=D3:led_error=D4:power=D5"
@@ -68,11 +68,62 @@ def instruction_order(first, second):
     return check
 
 
+# Every fault of the virtual target on the parallel port and on each FTDI chip:
+# status, message, and the lines as the release leaves them.
+# Fault, switches and files, status, message; the adapters it applies to.
+CHIP = ("lpt", "ft2232c", "ft2232h", "ft4232h")
+FAULTS = [
+    ("no-answer", ["-ew", "prog.hex"], 40, "Can't resync\n", CHIP),
+    ("out-of-step=2", [], 0, "Total time ", CHIP),
+    ("lose-step=40", ["-ew", "prog.hex"], 40, "\nSynchronisation lost\n", CHIP),
+    ("busy-longer=40", ["-ewp", "prog.hex"], 10, "Poll: can't write page at 0x0\n", CHIP),
+    ("miso=1", [], 40, "Can't resync\n", CHIP),
+    ("signature=1E9999", ["-ew", "prog.hex"], 30, "Can't continue\n", CHIP),
+    ("locked", ["-w", "prog.hex"], 10, "Can't write to locked chip\n", CHIP),
+    ("ppdev-release-error", [], 70, "Power OFF\nCan't release parport device", CHIP[:1]),
+    ("usb-read-error=2", [], 70, "Can't read from FTDI chip (FT_IO_ERROR)\n", CHIP[1:]),
+    ("usb-read-error=2", ["-az"], 70, "FT2232 left in MPSSE mode with programming pins configured as inputs\n",
+     CHIP[1:]),
+    ("usb-write-error=6", [], 70, "Can't write to FTDI chip (FT_IO_ERROR)\n", CHIP[1:]),
+    ("usb-short-read=2", [], 70, "Can't read from FTDI chip\n", CHIP[1:]),
+    ("usb-short-write=6", [], 70, "Can't write to FTDI chip\n", CHIP[1:]),
+    ("missing-function=FT_Write", [], 70, "Can't get function 'FT_Write'", CHIP[1:]),
+    ("no-ftdi", [], 70, "Can't open FTDI device with description", CHIP[1:]),
+]
+ADAPTER = {"lpt": ["-am:" + MAP, PP], "ft2232c": ["-aft2232"], "ft2232h": ["-aft2232h"], "ft4232h": ["-aft4232h"]}
+
+
+def released(adapter, switches):
+    """At exit reset is released (on the port also buffer and power off); a channel put into MPSSE
+    mode has been given back to its reset mode, unless -az keeps it with the programming pins as inputs."""
+    def check(work, run_vtarget):
+        lines = trace(work)
+        if not lines:
+            return None  # the library was refused before anything was driven
+        levels = dict(zip(lines[-1][1::2], lines[-1][2::2]))
+        want = {"reset": "high"} if adapter != "lpt" else {"reset": "high", "enable": "low", "power": "low"}
+        if any(levels.get(k) != v for k, v in want.items()):
+            return "exit line %s" % " ".join(lines[-1])
+        modes = [l[-1] for l in lines if l[-3:-1] == ["bit", "mode"]]
+        if "-az" not in switches and modes and modes[-1] != "00":
+            return "bit modes %s: the channel was not reset" % modes
+        return None
+    return check
+
+
+def fault_end(fault, switches, status, message, adapter):
+    args = ["+mega8", *ADAPTER[adapter], *switches]
+    where = ["--wiring", "map:" + MAP, "--power", "adapter"] if adapter == "lpt" else ["--ftdi", adapter]
+    return case("%s on %s %s" % (fault, adapter, " ".join(switches)), args, status, contains(message), files=FILES,
+                vtarget=[*where, "--fault", fault, "--trace", "run.trace"], check=released(adapter, switches))
+
+
 LOCK_FIRST = ["+mega8", "-l+2", "-w", "-fCKSEL=4", PP]
 LOCK_LAST = ["+mega8", "-l2", "-w", "-fCKSEL=4", PP]
 LOCKED = "Device locked to level 2!\n"
 
 CASES = [ending(*row) for row in ENDINGS] + [
+    fault_end(*row[:4], adapter) for row in FAULTS for adapter in row[4]] + [
     # The default adapter on the default port (LPT2 through direct I/O).
     case("default adapter after a failure", ["+mega8", "-ew", "prog.hex"], 30, exact(
         command("+mega8", "-ew", "prog.hex") + detected("mega16|mega16A") + "Chip not locked\n"
