@@ -13,7 +13,7 @@ namespace {
 
 // The serial number file stays open from its insertion to the end of the run.
 FILE* serial_file = nullptr;
-unsigned long serial_number = 0;
+uint32_t serial_number = 0;  // 32 bits on every platform: 4294967295 is followed by 0
 
 const char* mode_memory_name(cell_mode mode) { return mode == cell_data ? "DATA memory" : "CODE memory"; }
 
@@ -85,14 +85,16 @@ void insert_serial_number_cell() {
   if (cmd.length < 1 || cmd.length > 4) fail(status_usage, "Invalid SERNO length\n");
   check_destination("SERNO", cmd.mode, cmd.address, cmd.length);
   serial_file = open_file_or_fail(cmd.file.c_str(), "r+t");
-  if (fscanf(serial_file, "%lu", &serial_number) != 1) {
+  unsigned long text_value = 0;
+  if (fscanf(serial_file, "%lu", &text_value) != 1) {
     report(0, "Can't read %s\n", cmd.file.c_str());
     throw rtl_error(status_data);
   }
+  serial_number = static_cast<uint32_t>(text_value);
   uint8_t bytes[4];
   for (int i = 0; i < 4; ++i) bytes[i] = static_cast<uint8_t>(serial_number >> (8 * i));
   insert_cells("SERNO", cmd.mode, cmd.address, bytes, cmd.length);
-  report(2, "Chip serial number is %lu\n", serial_number);
+  report(2, "Chip serial number is %lu\n", static_cast<unsigned long>(serial_number));
   report(3, " inserted as %d-byte value to %s at 0x%lX %s\n", cmd.length, mode_memory_name(cmd.mode),
          static_cast<unsigned long>(cmd.address), cmd.mode == cell_code_ldi ? "as part of LDI command[s]" : "");
 }
@@ -113,12 +115,15 @@ void finish_serial_number_file() {
   }
   const char* name = special_commands.serno.file.c_str();
   ++serial_number;
-  file = freopen(name, "wt", file);
-  bool ok = file != nullptr && fprintf(file, "%lu\n", serial_number) > 0;
+  // Closed and opened anew rather than reopened on the same stream: a failed
+  // freopen leaves its stream neither open nor freed.
+  fclose(file);
+  file = fopen(name, "wt");
+  bool ok = file != nullptr && fprintf(file, "%lu\n", static_cast<unsigned long>(serial_number)) > 0;
   if (file != nullptr && fclose(file) != 0) ok = false;
   if (!ok) {
     int e = errno;
-    report(0, "Can't write %s\nnext serial number is %lu\n", name, serial_number);
+    report(0, "Can't write %s\nnext serial number is %lu\n", name, static_cast<unsigned long>(serial_number));
     errno = e;
     throw rtl_error(status_data);
   }

@@ -5,6 +5,8 @@
 from programming_e2e import (END_FAIL, END_OK, FUSES, PP, SIZES, all_of, chip_holds, command, data, detected, exact,
                              file_is, make_hex, op, padded, sends)
 from zindle_e2e import case, step
+import fcntl
+import os
 
 M8 = "mega8|mega8A"
 NOT = "Chip not locked\n"
@@ -56,6 +58,18 @@ FAILED_WRITE = step(["+mega8", "-ew", "-v", SERNO, PP, "prog.hex"], ["--fault", 
 
 def serno_bytes(number):
     return {0x100 + i: number >> 8 * i & 0xFF for i in range(4)}
+
+
+def unshrinkable(text):
+    """The name of a file holding `text` that opens for reading and writing but cannot be truncated
+    (a sealed memory file of this process, open while the cases run)."""
+    fd = os.memfd_create("serial", os.MFD_ALLOW_SEALING)
+    os.write(fd, text.encode())
+    fcntl.fcntl(fd, fcntl.F_ADD_SEALS, fcntl.F_SEAL_SHRINK)
+    return "/proc/%d/fd/%d" % (os.getpid(), fd)
+
+
+SEALED = unshrinkable("41\n")
 
 
 CASES = [
@@ -123,6 +137,13 @@ CASES = [
         files={"serial.txt": "41", "first.txt": "41"},
         steps=[step(["+mega8", "-ew", "-c*SERNO4=100,first.txt", PP, "prog.hex"])],
         check=all_of(file_is("serial.txt", "41"), file_is("first.txt", "42\n"))),
+    run("serial number wraps to 0 after 32 bits", "mega8", ["-w", SERNO, "prog.hex"], 0, NOT
+        + "Chip serial number is 4294967295\n" + FUSES["mega8"] + op("Programming CODE memory") + END_OK,
+        files={"serial.txt": "4294967295\n"},
+        check=all_of(file_is("serial.txt", "0\n"), chip_holds(patched(FLASH_BIN, 8192, serno_bytes(0xFFFFFFFF))))),
+    run("serial number file not rewritable", "mega8", ["-w", "-c*SERNO4=100," + SEALED, "prog.hex"], 50, NOT
+        + "Chip serial number is 41\n" + FUSES["mega8"] + op("Programming CODE memory")
+        + "Can't write %s\nnext serial number is 42\nOperation not permitted\nReset pin released\n" % SEALED),
     run("special cells ignored without write or verify", "mega8", ["-e", "-c*SERNO4=100,missing.txt"], 0, NOT
         + ERASED + END_OK),
 
