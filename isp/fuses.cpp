@@ -78,6 +78,7 @@ void write_fuse_byte(uint8_t b1, uint8_t b3) {
   current_adapter->delay(fuse_write_factor * isp_chip.eeprom_delay);
   trace_command(4, "Write Fuses", cmd, reply);
   if (reply[1] != cmd[0]) fail_sync_lost();
+  check_terminated();
 }
 
 void program_fuses() {

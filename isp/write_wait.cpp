@@ -17,10 +17,13 @@ constexpr float poll_timeout_factor = 4;
 
 bool unpollable(uint8_t value) { return value == isp_chip.unpollable[0] || value == isp_chip.unpollable[1]; }
 
+// Both polls check for termination before every poll instruction, so a signal
+// stops the run at once, ahead of the poll's own timeout.
 bool poll_until_value(int32_t addr, uint8_t value, float delay_ms) {
   timer limit;
   limit.set_delay_ms(poll_timeout_factor * delay_ms);
   for (;;) {
+    check_terminated();
     if (limit.delay_passed()) return false;
     if (read_byte(addr) == value) return true;
   }
@@ -30,9 +33,9 @@ bool poll_ready_busy_bit(float delay_ms) {
   timer limit;
   limit.set_delay_ms(poll_timeout_factor * delay_ms);
   for (;;) {
+    check_terminated();
     if (limit.delay_passed()) return false;
     if ((isp_exchange(0xF0, 0x00, 0xFF, 0x00) & 0x01) == 0) return true;
-    check_terminated();
   }
 }
 

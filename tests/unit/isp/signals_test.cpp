@@ -68,6 +68,35 @@ TEST(Signals, SigtermDuringPageWriteEndsAfterThePageWasSent) {
   EXPECT_EQ(b.contents().flash[32], 0xFF);
 }
 
+// A chip kept busy far beyond the poll's timeout: a signal during the first
+// poll instruction stops the run right after it, not at the timeout.
+TEST(Signals, SigintDuringAWritePollStopsAfterThatPoll) {
+  const struct {
+    const char* chip;
+    uint8_t poll;  // RDY/BSY on tiny13, data polling with EEPROM reads on mega8
+  } cases[] = {{"tiny13", 0xF0}, {"mega8", 0xA0}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.chip);
+    vt::chip_options busy;
+    busy.busy_extra_ms = 60000;
+    chip_bench b(c.chip, c.chip, {}, busy);
+    b.start();
+    check_terminated();
+    settings.write_flags = write_flag_write | write_flag_polling;
+    isp_chip.memory = 1;
+    setup_polling(1);
+    const uint64_t raise_at = b.adapter->bytes + 4 + 2;  // inside the instruction after the write
+    b.adapter->on_byte = [&] {
+      if (b.adapter->bytes == raise_at) raise(SIGINT);
+    };
+    b.clear_output();
+    b.clear_trace();
+    EXPECT_EQ(status_of([] { write_cell(0, 0x12); }), 80);
+    EXPECT_EQ(b.output(), "\nTerminated by user (SIGINT)\n\n");
+    EXPECT_EQ(b.framed(c.poll).size(), 1u) << "the poll under way is completed, no further one starts";
+  }
+}
+
 TEST(AdapterKey, RefusedWithoutKey) {
   chip_bench b("mega8", "mega8");
   EXPECT_EQ(status_of(wait_adapter_key), 70);
