@@ -58,6 +58,7 @@ void guarded(int& status, Step step) {
 }  // namespace
 
 int program_entry(int argc, char** argv) {
+  ignore_output_signals();
   timer total;
   total.start();
   report(2, "%s", banner_text());

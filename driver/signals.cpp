@@ -13,7 +13,7 @@ volatile sig_atomic_t terminate_requested = 0;
 volatile sig_atomic_t last_signal = 0;
 bool installed = false;
 
-const int handled_signals[] = {SIGQUIT, SIGINT, SIGTERM};
+const int handled_signals[] = {SIGQUIT, SIGINT, SIGTERM, SIGHUP};  // a closed terminal too
 
 constexpr float key_sample_ms = 20;
 
@@ -43,6 +43,11 @@ struct signal_guard {
 
 }  // namespace
 
+void ignore_output_signals() {
+  signal(SIGPIPE, SIG_IGN);
+  signal(SIGXFSZ, SIG_IGN);
+}
+
 void check_terminated() {
   static signal_guard guard;
   if (!terminate_requested) return;
@@ -55,6 +60,7 @@ const char* signal_name() {
     case SIGQUIT: return "SIGQUIT";
     case SIGINT: return "SIGINT";
     case SIGTERM: return "SIGTERM";
+    case SIGHUP: return "SIGHUP";
     default: return "unknown signal";
   }
 }

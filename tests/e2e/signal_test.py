@@ -1,18 +1,21 @@
 #!/usr/bin/env python3
-"""A real termination signal in the middle of a FLASH write, end to end.
+"""Real signals in the middle of a run, end to end.
 
     signal_test.py --zindle BUILD/zindle --vtarget BUILD/sim/vtarget
 
 zindle runs under the virtual target writing a large program; once the
-programming has started, SIGINT (then, in a second run, SIGTERM) is sent to
-zindle itself. It must stop after the instruction under way with the
-termination message and status 80, switch the error LED on, power the adapter
-down in order, and leave the lines inactive (the trace's last line). Ends with
-the line "N passed, N failed".
+programming has started, SIGINT (then, in further runs, SIGTERM and SIGHUP)
+is sent to zindle itself. It must stop after the instruction under way with
+the termination message and status 80, switch the error LED on, power the
+adapter down in order, and leave the lines inactive (the trace's last line).
+Output to a pipe closed early and a file-size limit below the size of the HEX
+file read back must not kill it: the run ends normally, the file that could
+not be written is deleted. Ends with the line "N passed, N failed".
 """
 
 import argparse
 import os
+import resource
 import signal
 import subprocess
 import sys
@@ -25,6 +28,8 @@ MAP = "mosi=D0:miso=BUSY:sck=D1:reset=D2:enable=~D7:led_ok=D3:led_error=D4"
 # At rest after a failed run: no power, buffer disabled, reset released, the
 # error LED on.
 EXIT_LINE = "exit power low enable low reset high led_ok low led_error high"
+EXIT_OK = "exit power low enable low reset high led_ok high led_error low"
+SMALL = os.path.join(DATA, "hex", "small_flash.hex")
 
 
 def child_of(pid):
@@ -62,8 +67,7 @@ def run(zindle, vtarget, signum):
         os.kill(program, signum)
         rest, _ = proc.communicate(timeout=60)
         text = (output + rest).decode("latin-1")
-        with open(trace) as f:
-            last = f.read().splitlines()[-1].split(None, 1)[1]
+        last = last_trace_line(trace)
     name = signal.Signals(signum).name
     problems = []
     if proc.returncode != 80:
@@ -78,20 +82,61 @@ def run(zindle, vtarget, signum):
     return "\n".join(problems) or None
 
 
+def last_trace_line(trace):
+    with open(trace) as f:
+        lines = f.read().splitlines()
+    return lines[-1].split(None, 1)[1] if lines else "(empty trace)"
+
+
+def closed_output(zindle, vtarget):
+    """Standard output closed after the first bytes: the run goes on to its normal end."""
+    with tempfile.TemporaryDirectory(prefix="zindle-signal-") as work:
+        trace = os.path.join(work, "run.trace")
+        proc = subprocess.Popen([vtarget, "--trace", trace, "--wiring", "map:" + MAP, "--", zindle, "+mega8", "-ew",
+                                 "-am:" + MAP, "-p/dev/parport0", SMALL], cwd=work, stdin=subprocess.DEVNULL,
+                                stdout=subprocess.PIPE)
+        proc.stdout.read(100)
+        proc.stdout.close()
+        status = proc.wait(timeout=60)
+        last = last_trace_line(trace)
+    if status != 0 or last != EXIT_OK:
+        return "exit status %d, lines at exit %r; expected 0 and %r" % (status, last, EXIT_OK)
+    return None
+
+
+def file_size_limit(zindle, vtarget):
+    """A read-back larger than the file-size limit: the write error is reported and the file deleted."""
+    def limit():
+        resource.setrlimit(resource.RLIMIT_FSIZE, (4096, 4096))
+    with tempfile.TemporaryDirectory(prefix="zindle-signal-") as work:
+        done = subprocess.run([vtarget, "--", zindle, "+mega8", "-r", "-p/dev/parport0", "-c", "read.hex"], cwd=work,
+                              stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, preexec_fn=limit, timeout=60)
+        left = os.path.exists(os.path.join(work, "read.hex"))
+    text = done.stdout.decode("latin-1")
+    if done.returncode != 0 or "read.hex - write error\n" not in text or left:
+        return "exit status %d, file left: %s\n%s" % (done.returncode, left, text[-400:])
+    return None
+
+
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--zindle", required=True)
     parser.add_argument("--vtarget", required=True)
     options = parser.parse_args()
+    zindle, vtarget = os.path.abspath(options.zindle), os.path.abspath(options.vtarget)
+    tests = [("%s during a FLASH write" % s.name, lambda s=s: run(zindle, vtarget, s))
+             for s in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)]
+    tests += [("output closed early", lambda: closed_output(zindle, vtarget)),
+              ("file-size limit", lambda: file_size_limit(zindle, vtarget))]
     passed = failed = 0
-    for signum in (signal.SIGINT, signal.SIGTERM):
-        problem = run(os.path.abspath(options.zindle), os.path.abspath(options.vtarget), signum)
+    for name, test in tests:
+        problem = test()
         if problem is None:
             passed += 1
-            print("ok    %s during a FLASH write" % signal.Signals(signum).name)
+            print("ok    %s" % name)
         else:
             failed += 1
-            print("FAIL  %s during a FLASH write\n%s" % (signal.Signals(signum).name, problem))
+            print("FAIL  %s\n%s" % (name, problem))
     print("%d passed, %d failed" % (passed, failed))
     return 1 if failed else 0
 
