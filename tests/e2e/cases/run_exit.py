@@ -1,7 +1,9 @@
 # How a run ends on the adapter: after success the OK LED, after any failure
 # the error LED, and in every case reset released, buffer disabled and power
 # off, in that order (the virtual target's trace records the line changes and
-# the levels at exit). Also the place of the lock bits around a fuse write.
+# the levels at exit), also under every fault the virtual target can inject, on
+# the parallel port and on each FTDI chip. Also the place of the lock bits
+# around a fuse write.
 import os
 
 from programming_e2e import END_FAIL, END_OK, FUSES, PP, command, data, detected, exact, fuses, isp_sent, op
