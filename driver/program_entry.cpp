@@ -8,6 +8,7 @@
 #include "driver/banner.h"
 #include "driver/command_line.h"
 #include "driver/messages.h"
+#include "driver/privileges.h"
 #include "driver/settings.h"
 #include "driver/signals.h"
 #include "driver/timer.h"
@@ -58,6 +59,14 @@ void guarded(int& status, Step step) {
 }  // namespace
 
 int program_entry(int argc, char** argv) {
+  // Before anything is read or parsed: a set-uid install goes on as the user
+  // who started it, and only the opening of the hardware takes its rights back.
+  try {
+    switch_to_real_user();
+  } catch (const app_error& e) {
+    report(0, "%s\n", e.what());
+    return e.code;
+  }
   ignore_output_signals();
   timer total;
   total.start();

@@ -5,21 +5,30 @@
 #include <vector>
 
 #include "driver/messages.h"
+#include "driver/privileges.h"
 #include "ftdi/ft_status.h"
 
 void list_ftdi_devices(const char* library_file) {
-  auto library = std::make_unique<d2xx_library>(library_file);
-
+  std::unique_ptr<d2xx_library> library;
   DWORD count = 0;
-  FT_STATUS status = library->FT_CreateDeviceInfoList(&count);
-  if (status != FT_OK) fail(status_usage, "Can't get number of FTDI devices (%s)\n", ft_status_name(status));
-  if (count == 0) fail(status_usage, "No FTDI devices found\n");
-  report(2, "%ld FTDI devices detected\n", static_cast<long>(count));
+  std::vector<FT_DEVICE_LIST_INFO_NODE> nodes;
+  DWORD listed = 0;
+  // The devices are listed with the installed rights, which are then given up for good.
+  open_hardware(
+      [&] {
+        regain_privileges();
+        library = std::make_unique<d2xx_library>(library_file);
+        FT_STATUS status = library->FT_CreateDeviceInfoList(&count);
+        if (status != FT_OK) fail(status_usage, "Can't get number of FTDI devices (%s)\n", ft_status_name(status));
+        if (count == 0) fail(status_usage, "No FTDI devices found\n");
+        report(2, "%ld FTDI devices detected\n", static_cast<long>(count));
 
-  std::vector<FT_DEVICE_LIST_INFO_NODE> nodes(count);
-  DWORD listed = count;
-  status = library->FT_GetDeviceInfoList(nodes.data(), &listed);
-  if (status != FT_OK) fail(status_usage, "Can't get FTDI device list (%s)\n", ft_status_name(status));
+        nodes.resize(count);
+        listed = count;
+        status = library->FT_GetDeviceInfoList(nodes.data(), &listed);
+        if (status != FT_OK) fail(status_usage, "Can't get FTDI device list (%s)\n", ft_status_name(status));
+      },
+      [] {});
 
   if (listed > count) listed = count;  // never beyond the array
   for (DWORD i = 0; i < listed; ++i) {

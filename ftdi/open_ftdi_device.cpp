@@ -3,9 +3,9 @@
 #include <cstring>
 
 #include "driver/messages.h"
+#include "driver/privileges.h"
 #include "ftdi/d2xx_device.h"
 #include "ftdi/ft_status.h"
-#include "lpt/drop_privileges.h"
 
 bool mpsse_channel_allowed(uint32_t type, char channel) {
   switch (type) {
@@ -49,15 +49,24 @@ std::unique_ptr<ftdi_device> open_ftdi_device(const ftdi_device_request& request
     fail(status_usage, "Description and/or serial number must be set for FTDI device opening\n");
   }
 
-  auto library = std::make_unique<d2xx_library>(library_file);
-  if (request.vid != 0) library->FT_SetVIDPID(request.vid, request.pid);  // the status does not matter
-
+  // Loaded and opened with the installed rights, which are then given up for good.
+  std::unique_ptr<d2xx_library> library;
   FT_HANDLE handle = nullptr;
-  FT_STATUS status = library->FT_OpenEx(const_cast<char*>(open_text), open_flag, &handle);
+  FT_STATUS status = FT_OK;
+  bool opened = false;
+  open_hardware(
+      [&] {
+        regain_privileges();
+        library = std::make_unique<d2xx_library>(library_file);
+        if (request.vid != 0) library->FT_SetVIDPID(request.vid, request.pid);  // the status does not matter
+        status = library->FT_OpenEx(const_cast<char*>(open_text), open_flag, &handle);
+        opened = status == FT_OK;
+      },
+      [&] {
+        if (opened) library->FT_Close(handle);
+      });
   if (status != FT_OK)
     fail(status_usage, "Can't open FTDI device with %s \"%s\" (%s)\n", open_words, open_text, ft_status_name(status));
-
-  drop_privileges();
 
   DWORD version = 0;
   if (library->FT_GetDriverVersion(handle, &version) == FT_OK)

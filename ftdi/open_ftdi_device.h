@@ -11,7 +11,9 @@
 
 // Returns the opened channel (a d2xx_device owning the loaded library).
 // Every failure prints its message, closes what was opened, unloads the
-// library and throws app_error 70. library_file is for tests.
+// library and throws app_error 70. The library is loaded and the channel
+// opened with the installed rights of a set-uid install, which are dropped
+// for good right after FT_OpenEx. library_file is for tests.
 std::unique_ptr<ftdi_device> open_ftdi_device(const ftdi_device_request& request,
                                               const char* library_file = d2xx_library_file);
 

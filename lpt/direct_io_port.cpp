@@ -3,7 +3,8 @@
 #include <cerrno>
 
 #include "driver/messages.h"
-#include "lpt/drop_privileges.h"
+#include "driver/privileges.h"
+#include "lpt/parallel_port_list.h"
 
 #if defined(__i386__) || defined(__x86_64__)
 #include <sys/io.h>
@@ -44,11 +45,25 @@ void port_out_string(uint16_t, const uint8_t*, uint32_t) {}
 #endif
 
 direct_io_port::direct_io_port(uint32_t base_address) : base(base_address) {
-  const int result = request_ports(base, 1);
-  const int saved = errno;
-  drop_privileges();  // the ports are requested before the drop, as root would need
+  int result = -1;
+  int reason = 0;
+  // The ports are requested with the installed rights, which are then given
+  // up for good whatever the result.
+  open_hardware(
+      [&] {
+        regain_privileges();
+        // A user without root rights is granted only the ports of a parallel
+        // port the kernel knows (it shows their addresses only to root).
+        if (guarding_user() && !lists_parallel_port(read_io_port_list(), base))
+          fail(status_usage, "Invalid value for switch -p\n");
+        result = request_ports(base, 1);
+        reason = errno;
+      },
+      [&] {
+        if (result == 0) request_ports(base, 0);
+      });
   if (result != 0) {
-    errno = saved;
+    errno = reason;
     if (!ZINDLE_PORT_IO) report(0, "Direct port I/O is not available on this processor\n");
     report(0, "Can't get I/O permissions\n");
     throw rtl_error(status_usage);

@@ -7,8 +7,10 @@
 
 class direct_io_port : public lpt_port {
  public:
-  // Requests the ports base..base+2, drops elevated privileges whatever the
-  // result, then measures the write cycle; no permission: rtl_error(70).
+  // Requests the ports base..base+2, drops elevated privileges for good
+  // whatever the result, then measures the write cycle; no permission:
+  // rtl_error(70). A set-uid install run by a user other than root refuses a
+  // base that is not a parallel port's with app_error(70) before asking.
   explicit direct_io_port(uint32_t base);
   ~direct_io_port() override;  // gives the ports back
 

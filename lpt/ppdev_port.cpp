@@ -1,26 +1,86 @@
 #include "lpt/ppdev_port.h"
 
 #include <fcntl.h>
+#include <linux/major.h>
 #include <linux/ppdev.h>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 
 #include "driver/messages.h"
+#include "driver/privileges.h"
+
+namespace {
+
+bool is_parport_device(int fd) {
+  struct stat st;
+  return fstat(fd, &st) == 0 && S_ISCHR(st.st_mode) && major(st.st_rdev) == PP_MAJOR;
+}
+
+// Opens the device read-write, with the installed rights where they are due.
+// A user running a set-uid install gets them only for a parport device:
+// anything else he names is opened with his own rights, as a plain run
+// would. The name is first pinned to its file with his rights (O_PATH), and
+// that very file is reopened, so it cannot be swapped after the check.
+int open_device(const char* path) {
+  if (!guarding_user()) {
+    regain_privileges();
+    return open(path, O_RDWR);
+  }
+  const int pinned = open(path, O_PATH | O_CLOEXEC);
+  if (pinned < 0) return -1;
+  int fd;
+  if (is_parport_device(pinned)) {
+    char pinned_path[32];
+    snprintf(pinned_path, sizeof pinned_path, "/proc/self/fd/%d", pinned);
+    try {
+      regain_privileges();
+    } catch (...) {
+      close(pinned);
+      throw;
+    }
+    fd = open(pinned_path, O_RDWR);
+  } else {
+    fd = open(path, O_RDWR);
+  }
+  const int reason = errno;
+  close(pinned);
+  errno = reason;
+  return fd;
+}
+
+}  // namespace
 
 ppdev_port::ppdev_port(const char* path) {
-  fd = open(path, O_RDWR);
+  int open_reason = 0, claim_reason = 0;
+  bool claim_ok = false;
+  // Opened and claimed with the installed rights, which are then given up for good.
+  open_hardware(
+      [&] {
+        fd = open_device(path);
+        open_reason = errno;
+        claim_ok = fd >= 0 && ioctl(fd, PPCLAIM) == 0;
+        claim_reason = errno;
+      },
+      [&] {
+        if (claim_ok) ioctl(fd, PPRELEASE);
+        if (fd >= 0) close(fd);
+        fd = -1;
+      });
   if (fd < 0) {
+    errno = open_reason;
     report(0, "Can't open parport device `%s'\n", path);
     throw rtl_error(status_usage);
   }
-  if (ioctl(fd, PPCLAIM) != 0) {
-    const int saved = errno;
+  if (!claim_ok) {
     report(0, "Can't claim parport device `%s'\n", path);
     close(fd);
     fd = -1;
-    errno = saved;
+    errno = claim_reason;
     throw rtl_error(status_usage);
   }
   claimed = true;

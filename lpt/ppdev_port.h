@@ -6,8 +6,9 @@
 
 class ppdev_port : public lpt_port {
  public:
-  // Opens and claims the device and measures its write cycle; failures are
-  // reported and thrown as rtl_error(70).
+  // Opens and claims the device (with the installed rights of a set-uid
+  // install, dropped for good afterwards) and measures its write cycle;
+  // failures are reported and thrown as rtl_error(70).
   explicit ppdev_port(const char* path);
   ~ppdev_port() override;  // release(), a failure swallowed after its message
 

@@ -7,6 +7,9 @@
 //   usb-short-write[=N]  FT_Write sends only half the bytes (and says so), from its N-th call on
 //   no-ftdi              no devices on the bus
 // (missing-function=NAME is a different build of the library: see CMakeLists.txt.)
+#include <sys/auxv.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
@@ -131,6 +134,9 @@ FT_STATUS FT_OpenEx(void* arg, DWORD flags, FT_HANDLE* handle) {
   if (flags != FT_OPEN_BY_SERIAL_NUMBER && flags != FT_OPEN_BY_DESCRIPTION && flags != FT_OPEN_BY_LOCATION)
     return FT_INVALID_PARAMETER;
   if (!arg && flags != FT_OPEN_BY_LOCATION) return FT_INVALID_PARAMETER;
+  // A set-uid program is judged as on a machine whose USB device nodes only
+  // root may write; ordinary programs are let through (no root needed here).
+  if (getauxval(AT_SECURE) != 0 && geteuid() != 0) return FT_DEVICE_NOT_OPENED;
   // The first matching channel that is still free; a match that is open
   // elsewhere makes the open fail when no free one follows.
   ftdi_channel* busy = nullptr;

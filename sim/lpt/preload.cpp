@@ -1,15 +1,20 @@
 // LD_PRELOAD library of the virtual target: takes over the parport device
-// (open/ioctl/close on the emulated path) and direct port I/O (ioperm, then
-// every in/out instruction on a granted port traps and is carried out here).
+// (open/ioctl/close/fstat on the emulated path) and direct port I/O (ioperm,
+// then every in/out instruction on a granted port traps and is carried out
+// here), and lists the emulated ports in /proc/ioports.
 #include <dlfcn.h>
 #include <errno.h>
 #include <fcntl.h>
+#include <linux/capability.h>
 #include <linux/ioctl.h>
 #include <linux/parport.h>
 #include <linux/ppdev.h>
 #include <signal.h>
 #include <stdarg.h>
+#include <stdio.h>
 #include <string.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
 #include <sys/types.h>
 #include <ucontext.h>
 #include <unistd.h>
@@ -17,8 +22,10 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 
 #include "sim/bench/bench.h"
+#include "sim/lpt/host_view.h"
 #include "sim/lpt/port.h"
 
 namespace {
@@ -29,6 +36,7 @@ using vt::emulated_port;
 
 struct pp_file {
   int fd = -1;
+  bool path_only = false;  // opened with O_PATH: no ioctl
   bool claimed = false;
   bool exclusive = false;
   int mode = IEEE1284_MODE_COMPAT;
@@ -55,7 +63,14 @@ pp_file* find_file(int fd) {
   return nullptr;
 }
 
+int fail(int e) {
+  errno = e;
+  return -1;
+}
+
 int open_emulated(int flags) {
+  const bool path_only = (flags & O_PATH) != 0;  // needs no rights on the node itself
+  if (!path_only && vt::secure_program() && !vt::may_open_parport()) return fail(EACCES);
   // A real descriptor keeps the number unique; the device itself is this table entry.
   int fd = real<int (*)(const char*, int, ...)>("open")("/dev/null", (flags & O_CLOEXEC) | O_RDWR);
   if (fd < 0) return fd;
@@ -63,6 +78,7 @@ int open_emulated(int flags) {
     if (f.fd < 0) {
       f = pp_file();
       f.fd = fd;
+      f.path_only = path_only;
       return fd;
     }
   }
@@ -71,12 +87,50 @@ int open_emulated(int flags) {
   return -1;
 }
 
-int fail(int e) {
-  errno = e;
-  return -1;
+// The device reopened through /proc/self/fd/N from a descriptor of it.
+bool is_reopened_device(const char* path) {
+  const char prefix[] = "/proc/self/fd/";
+  if (!path || std::strncmp(path, prefix, sizeof prefix - 1) != 0) return false;
+  char* end = nullptr;
+  const long fd = std::strtol(path + sizeof prefix - 1, &end, 10);
+  return end != path + sizeof prefix - 1 && *end == '\0' && find_file(int(fd)) != nullptr;
+}
+
+// /proc/ioports with the emulated ports among the real entries.
+int open_io_port_list() {
+  std::string real_list;
+  const int in = real<int (*)(const char*, int, ...)>("open")("/proc/ioports", O_RDONLY | O_CLOEXEC);
+  if (in >= 0) {
+    char buffer[4096];
+    ssize_t n;
+    while ((n = read(in, buffer, sizeof buffer)) > 0) real_list.append(buffer, size_t(n));
+    real<int (*)(int)>("close")(in);
+  }
+  const std::string text = vt::io_port_list(real_list, vt::has_capability(CAP_SYS_ADMIN));
+  const int fd = memfd_create("ioports", MFD_CLOEXEC);
+  if (fd < 0) return fd;
+  if (write(fd, text.data(), text.size()) != ssize_t(text.size()) || lseek(fd, 0, SEEK_SET) != 0) {
+    real<int (*)(int)>("close")(fd);
+    return fail(EIO);
+  }
+  return fd;
+}
+
+// The files of the emulation: the parport device and the kernel's port list.
+bool open_ours(const char* path, int flags, int& fd) {
+  if (is_emulated_path(path) || is_reopened_device(path)) {
+    fd = open_emulated(flags);
+    return true;
+  }
+  if (path && std::strcmp(path, "/proc/ioports") == 0) {
+    fd = open_io_port_list();
+    return true;
+  }
+  return false;
 }
 
 int pp_ioctl(pp_file& f, unsigned long req, void* arg) {
+  if (f.path_only) return fail(EBADF);
   emulated_port& port = emulated_port::instance();
   unsigned char* byte = static_cast<unsigned char*>(arg);
   int* num = static_cast<int*>(arg);
@@ -156,32 +210,31 @@ int pp_ioctl(pp_file& f, unsigned long req, void* arg) {
 
 // ---- direct I/O --------------------------------------------------------
 
-const unsigned bases[] = {0x378, 0x278, 0x3BC};
 bool granted[0x400];
 struct sigaction previous_segv;
 bool handler_installed = false;
 
 bool emulated_io_port(unsigned long p) {
-  for (unsigned b : bases)
-    if (p >= b && p < b + 8) return true;
+  for (const vt::emulated_base& b : vt::emulated_bases)
+    if (p >= b.base && p < b.base + 8) return true;
   return false;
 }
 
 uint8_t port_in(unsigned p) {
   emulated_port& port = emulated_port::instance();
-  for (unsigned b : bases) {
-    if (p == b) return port.read_data();
-    if (p == b + 1) return port.read_status();
-    if (p == b + 2) return port.read_control_raw();
+  for (const vt::emulated_base& b : vt::emulated_bases) {
+    if (p == b.base) return port.read_data();
+    if (p == b.base + 1) return port.read_status();
+    if (p == b.base + 2) return port.read_control_raw();
   }
   return 0xFF;
 }
 
 void port_out(unsigned p, uint8_t v) {
   emulated_port& port = emulated_port::instance();
-  for (unsigned b : bases) {
-    if (p == b) return port.write_data(v);
-    if (p == b + 2) return port.write_control(v);
+  for (const vt::emulated_base& b : vt::emulated_bases) {
+    if (p == b.base) return port.write_data(v);
+    if (p == b.base + 2) return port.write_control(v);
   }
 }
 
@@ -308,7 +361,8 @@ void install_handler() {
 extern "C" {
 
 int open(const char* path, int flags, ...) {
-  if (is_emulated_path(path)) return open_emulated(flags);
+  int fd;
+  if (open_ours(path, flags, fd)) return fd;
   va_list ap;
   va_start(ap, flags);
   mode_t mode = (flags & (O_CREAT | O_TMPFILE)) ? mode_t(va_arg(ap, int)) : 0;
@@ -317,7 +371,8 @@ int open(const char* path, int flags, ...) {
 }
 
 int open64(const char* path, int flags, ...) {
-  if (is_emulated_path(path)) return open_emulated(flags);
+  int fd;
+  if (open_ours(path, flags, fd)) return fd;
   va_list ap;
   va_start(ap, flags);
   mode_t mode = (flags & (O_CREAT | O_TMPFILE)) ? mode_t(va_arg(ap, int)) : 0;
@@ -326,12 +381,14 @@ int open64(const char* path, int flags, ...) {
 }
 
 int __open_2(const char* path, int flags) {
-  if (is_emulated_path(path)) return open_emulated(flags);
+  int fd;
+  if (open_ours(path, flags, fd)) return fd;
   return real<int (*)(const char*, int)>("__open_2")(path, flags);
 }
 
 int __open64_2(const char* path, int flags) {
-  if (is_emulated_path(path)) return open_emulated(flags);
+  int fd;
+  if (open_ours(path, flags, fd)) return fd;
   return real<int (*)(const char*, int)>("__open64_2")(path, flags);
 }
 
@@ -352,9 +409,35 @@ int ioctl(int fd, unsigned long request, ...) {
   return real<int (*)(int, unsigned long, void*)>("ioctl")(fd, request, arg);
 }
 
+int fstat(int fd, struct stat* st) noexcept {
+  if (find_file(fd)) {
+    vt::parport_stat(*st, 0);
+    return 0;
+  }
+  return real<int (*)(int, struct stat*)>("fstat")(fd, st);
+}
+
+int fstat64(int fd, struct stat64* st) noexcept {
+  if (find_file(fd)) {
+    struct stat s;
+    vt::parport_stat(s, 0);
+    std::memset(st, 0, sizeof *st);
+    st->st_mode = s.st_mode;
+    st->st_rdev = s.st_rdev;
+    st->st_gid = s.st_gid;
+    st->st_nlink = s.st_nlink;
+    return 0;
+  }
+  return real<int (*)(int, struct stat64*)>("fstat64")(fd, st);
+}
+
 int ioperm(unsigned long from, unsigned long num, int turn_on) {
   bool ours = num > 0 && from + num <= 0x400;
   for (unsigned long p = from; ours && p < from + num; ++p) ours = emulated_io_port(p);
+  if (vt::secure_program() && turn_on) {
+    // A set-uid program under test never reaches the machine's real ports.
+    if (!ours || !vt::may_request_ports()) return fail(EPERM);
+  }
   if (!ours) return real<int (*)(unsigned long, unsigned long, int)>("ioperm")(from, num, turn_on);
   for (unsigned long p = from; p < from + num; ++p) granted[p] = turn_on != 0;
   if (turn_on) {

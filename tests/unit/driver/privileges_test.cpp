@@ -1,0 +1,170 @@
+#include "driver/privileges.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <string>
+
+#include "tests/unit/adapter/report_capture.h"
+
+namespace {
+
+// The kernel's rules for the set*id calls, recording every set call: an
+// unprivileged process may only pick among its current ids, and only root may
+// set the groups. `fail_call` fails the call recorded with that text.
+class fake_identity : public identity_calls {
+ public:
+  fake_identity(std::array<uid_t, 3> u, std::array<gid_t, 3> g) : uid(u), gid(g) {}
+
+  int get_uids(uid_t& r, uid_t& e, uid_t& s) override { return r = uid[0], e = uid[1], s = uid[2], 0; }
+  int get_gids(gid_t& r, gid_t& e, gid_t& s) override { return r = gid[0], e = gid[1], s = gid[2], 0; }
+  int set_uids(uid_t r, uid_t e, uid_t s) override { return set("setresuid", uid, {r, e, s}); }
+  int set_gids(gid_t r, gid_t e, gid_t s) override { return set("setresgid", gid, {r, e, s}); }
+  int get_groups(std::vector<gid_t>& list) override { return list = groups, 0; }
+  int set_groups(const std::vector<gid_t>& list) override {
+    if (!allowed("setgroups", uid[1] == 0)) return -1;
+    groups = list;
+    return 0;
+  }
+
+  std::array<uid_t, 3> uid;
+  std::array<gid_t, 3> gid;
+  std::vector<gid_t> groups{100, 20};
+  std::vector<std::string> calls;
+  std::string fail_call;
+  bool anything_goes = false;  // a broken kernel: every switch allowed
+
+ private:
+  bool allowed(const std::string& call, bool permitted) {
+    calls.push_back(call);
+    if (call == fail_call || !(permitted || anything_goes)) return errno = EPERM, false;
+    return true;
+  }
+  template <typename Id>
+  int set(const char* name, std::array<Id, 3>& ids, std::array<Id, 3> wanted) {
+    std::string call = name;
+    const char* separator = "(";
+    bool permitted = true;
+    for (Id id : wanted) {
+      call += separator + (id == Id(-1) ? "-" : std::to_string(id));
+      separator = ",";
+      if (id != Id(-1) && std::find(ids.begin(), ids.end(), id) == ids.end() && uid[1] != 0) permitted = false;
+    }
+    if (!allowed(call + ")", permitted)) return -1;
+    for (int i = 0; i < 3; ++i)
+      if (wanted[i] != Id(-1)) ids[i] = wanted[i];
+    return 0;
+  }
+};
+
+using calls = std::vector<std::string>;
+
+struct install_row {
+  const char* what;
+  std::array<uid_t, 3> uid;  // as exec leaves them
+  std::array<gid_t, 3> gid;
+  calls start, regain, drop;
+};
+
+const install_row installs[] = {
+    {"plain run", {1000, 1000, 1000}, {100, 100, 100}, {}, {}, {}},
+    {"root", {0, 0, 0}, {0, 0, 0}, {}, {}, {}},
+    {"set-uid root",
+     {1000, 0, 0},
+     {100, 100, 100},
+     {"setresgid(-,100,-)", "setresuid(-,1000,-)"},
+     {"setresuid(-,0,-)", "setresgid(-,100,-)"},
+     {"setresuid(-,0,-)", "setgroups", "setresgid(100,100,100)", "setresuid(1000,1000,1000)", "setresuid(-,0,-)"}},
+    {"set-uid root, set-gid lp",
+     {1000, 0, 0},
+     {100, 7, 7},
+     {"setresgid(-,100,-)", "setresuid(-,1000,-)"},
+     {"setresuid(-,0,-)", "setresgid(-,7,-)"},
+     {"setresuid(-,0,-)", "setgroups", "setresgid(100,100,100)", "setresuid(1000,1000,1000)", "setresuid(-,0,-)",
+      "setresgid(-,7,-)"}},
+    {"set-gid lp",
+     {1000, 1000, 1000},
+     {100, 7, 7},
+     {"setresgid(-,100,-)", "setresuid(-,1000,-)"},
+     {"setresuid(-,1000,-)", "setresgid(-,7,-)"},
+     {"setresgid(100,100,100)", "setresuid(1000,1000,1000)", "setresgid(-,7,-)"}},
+};
+
+// Start as the user, regain around the hardware, drop for good: the switches
+// in order, the installed ids in effect only in between, nothing left after.
+TEST(Privileges, SwitchesOfEachInstall) {
+  for (const install_row& row : installs) {
+    SCOPED_TRACE(row.what);
+    fake_identity kernel(row.uid, row.gid);
+    privileges p(kernel);
+    p.start_as_real_user();
+    EXPECT_EQ(kernel.calls, row.start);
+    EXPECT_EQ(kernel.uid[1], row.uid[0]);
+    EXPECT_EQ(kernel.gid[1], row.gid[0]);
+    kernel.calls.clear();
+    p.regain();
+    EXPECT_EQ(kernel.calls, row.regain);
+    EXPECT_EQ(kernel.uid[1], row.uid[1]);
+    EXPECT_EQ(kernel.gid[1], row.gid[1]);
+    kernel.calls.clear();
+    p.drop();
+    EXPECT_EQ(kernel.calls, row.drop);
+    EXPECT_EQ(kernel.uid, (std::array<uid_t, 3>{row.uid[0], row.uid[0], row.uid[0]}));
+    EXPECT_EQ(kernel.gid, (std::array<gid_t, 3>{row.gid[0], row.gid[0], row.gid[0]}));
+    EXPECT_THAT(kernel.groups, testing::ElementsAre(100, 20));  // the user's own groups stay
+    kernel.calls.clear();
+    p.regain();
+    p.drop();
+    EXPECT_TRUE(kernel.calls.empty());  // given up for good, once
+  }
+}
+
+struct failure_row {
+  const char* fail_call;
+  bool anything_goes;
+  int failing_step;  // 0 start, 1 regain, 2 drop
+  const char* message;
+};
+
+const failure_row failures[] = {
+    {"setresuid(-,1000,-)", false, 0, "Can't drop privileges\nOperation not permitted\n"},
+    {"setresuid(-,0,-)", false, 1, "Can't regain privileges\nOperation not permitted\n"},
+    {"setgroups", false, 2, "Can't drop privileges\nOperation not permitted\n"},
+    {"setresgid(100,100,100)", false, 2, "Can't drop privileges\nOperation not permitted\n"},
+    {"setresuid(1000,1000,1000)", false, 2, "Can't drop privileges\nOperation not permitted\n"},
+    {"", true, 2, "Can't drop privileges\n\n"},  // root could still be taken back
+};
+
+TEST(Privileges, FailedSwitchStopsTheRun) {
+  for (const failure_row& row : failures) {
+    SCOPED_TRACE(row.fail_call);
+    fake_identity kernel({1000, 0, 0}, {100, 100, 100});
+    kernel.fail_call = row.fail_call;
+    kernel.anything_goes = row.anything_goes;
+    privileges p(kernel);
+    report_capture capture;
+    int step = 0, code = 0;
+    try {
+      p.start_as_real_user();
+      step = 1;
+      p.regain();
+      step = 2;
+      p.drop();
+      step = 3;
+    } catch (const app_error& e) {
+      report(0, "%s\n", e.what());
+      code = e.code;
+    }
+    EXPECT_EQ(step, row.failing_step);
+    EXPECT_EQ(code, 70);
+    EXPECT_EQ(capture.text(), row.message);
+    if (row.failing_step == 1) {
+      EXPECT_EQ(kernel.uid[1], 1000u);  // a failed regain goes back to the user
+    }
+  }
+}
+
+}  // namespace
