@@ -5,7 +5,7 @@
 
 A line of five boards passes the station: good, no contact, wrong chip, a chip
 whose writes never end, good. Each board is a virtual target with the
-kaldo-key.cfg wiring (taken from DIR) whose key is pressed 0.3 s after the
+kaldo-key.cfg wiring (taken from DIR) whose key is pressed 1 s after the
 start. The station must tell each verdict from zindle's exit status, go on
 after board failures, use serial numbers 1000 and 1001 for the two good boards
 (stored in their EEPROM) and leave 1002 in the file. A second line with a
@@ -46,7 +46,7 @@ def station(o, work, hex_files, boards):
     line = os.path.join(work, "line")
     with open(line, "w") as f:  # the ZINDLE command: the next board's vtarget around zindle
         f.write('#!/bin/sh\nn=$(( $(cat count 2>/dev/null || echo 0) + 1 )); echo $n > count\n'
-                'exec %s --state board$n.state --wiring %s --key 300 $(cat board$n.options) -- %s "$@"\n'
+                'exec %s --state board$n.state --wiring %s --key 1000 $(cat board$n.options) -- %s "$@"\n'
                 % (shlex.quote(o.vtarget), shlex.quote(wiring(o.config_dir)), shlex.quote(o.zindle)))
     os.chmod(line, 0o755)
     for n, (chip, extra, _) in enumerate(boards, 1):
