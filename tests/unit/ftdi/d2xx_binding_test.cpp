@@ -3,6 +3,8 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstring>
 #include <string>
 
 #include "fake_d2xx.h"
@@ -69,8 +71,14 @@ class d2xx_test : public ::testing::Test {
     fake_d2xx_device& d = fake->devices[fake->device_count++];
     d.type = type;
     d.id = id;
-    strncpy(d.serial_number, serial, sizeof d.serial_number);
-    strncpy(d.description, description, sizeof d.description);
+    set_field(d.serial_number, serial);
+    set_field(d.description, description);
+  }
+  // D2XX's text fields are fixed arrays: a text that fills its field has no NUL after it.
+  template <size_t N>
+  static void set_field(char (&field)[N], const char* text) {
+    std::memset(field, 0, N);
+    std::memcpy(field, text, std::min(std::strlen(text), N));
   }
   void add_ft2232h() {
     add(6, 0x04036010, "FTH1A", "Dual RS232-HS A");
