@@ -38,6 +38,7 @@ chip_bench::chip_bench(const char* kind_name, const char* requested, adapter_opt
   chip.reset(new vt::avr_chip(*kind, state, co));
   auto fresh = std::make_unique<line_adapter>(*chip, ao);
   adapter = fresh.get();
+  clock.reset(new clock_in_use(*adapter));
   current_adapter.replace(std::move(fresh));
 
   settings = run_settings();
@@ -53,6 +54,7 @@ chip_bench::chip_bench(const char* kind_name, const char* requested, adapter_opt
 }
 
 chip_bench::~chip_bench() {
+  clock.reset();
   current_adapter.reset();
   adapter = nullptr;
   msg_stream.stream = saved_stream;
