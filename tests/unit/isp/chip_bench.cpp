@@ -33,8 +33,6 @@ chip_bench::chip_bench(const char* kind_name, const char* requested, adapter_opt
   state.eeprom.resize(kind->eeprom_bytes, 0xFF);
   if (prepare) prepare(state);
   co.on_instruction = [this](const uint8_t in[4], const uint8_t*) { trace.push_back({in[0], in[1], in[2], in[3]}); };
-  // The chip's write timers run on the adapter's modelled clock.
-  co.real_ns = [this] { return adapter != nullptr ? adapter->now_ns : 0; };
   chip.reset(new vt::avr_chip(*kind, state, co));
   auto fresh = std::make_unique<line_adapter>(*chip, ao);
   adapter = fresh.get();
