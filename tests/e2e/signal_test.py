@@ -7,8 +7,14 @@ zindle runs under the virtual target writing a large program; once the
 programming has started, SIGINT (then, in a second run, SIGTERM) is sent to
 zindle itself. It must stop after the instruction under way with the
 termination message and status 80, switch the error LED on, power the adapter
-down in order, and leave the lines inactive (the trace's last line). Ends with
-the line "N passed, N failed".
+down in order, and leave the lines inactive (the trace's last line). These runs
+use the host's clock: zindle's page waits are real sleeps, so the write lasts
+seconds however loaded the host is, far beyond the moment of the signal.
+
+A third run closes zindle's standard output in the middle of the write, as
+`zindle ... | head -c N` does: zindle dies of SIGPIPE without cleaning up, and
+the chip must stay as a real one would, erased and half-written. Ends with the
+line "N passed, N failed".
 """
 
 import argparse
@@ -45,7 +51,7 @@ def child_of(pid):
 def run(zindle, vtarget, signum):
     with tempfile.TemporaryDirectory(prefix="zindle-signal-") as work:
         trace = os.path.join(work, "run.trace")
-        command = [vtarget, "--chip", "mega2560", "--state", os.path.join(work, "chip.state"), "--trace", trace,
+        command = [vtarget, "--clock", "host", "--chip", "mega2560", "--state", os.path.join(work, "chip.state"), "--trace", trace,
                    "--wiring", "map:" + MAP, "--", zindle, "+mega2560", "-ew", "-am:" + MAP, "-p/dev/parport0", os.path.join(DATA, "hex", "large_flash.hex")]
         proc = subprocess.Popen(command, cwd=work, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE)
         output = b""
@@ -78,6 +84,40 @@ def run(zindle, vtarget, signum):
     return "\n".join(problems) or None
 
 
+def killed_by_sigpipe(zindle, vtarget):
+    with tempfile.TemporaryDirectory(prefix="zindle-signal-") as work:
+        state = os.path.join(work, "chip.state")
+        command = [vtarget, "--deterministic", "--chip", "mega2560", "--state", state, "--", zindle, "+mega2560",
+                   "-ew", "-p/dev/parport0", os.path.join(DATA, "hex", "large_flash.hex")]
+        proc = subprocess.Popen(command, cwd=work, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE)
+        output = b""
+        # Two progress dots: 1 KB has gone to the chip.
+        while b"Programming CODE memory\n.." not in output:
+            piece = proc.stdout.read1(4096)
+            if not piece:
+                break
+            output += piece
+        proc.stdout.close()
+        status = proc.wait(timeout=120)
+        flash_out = os.path.join(work, "flash.bin")
+        shown = subprocess.run([vtarget, "--state", state, "--show", "--flash-out", flash_out],
+                               stdout=subprocess.PIPE, timeout=60).stdout.decode("latin-1")
+        with open(flash_out, "rb") as f:
+            flash = f.read()
+    with open(os.path.join(DATA, "hex", "large_flash.bin"), "rb") as f:
+        program = f.read()
+    problems = []
+    if status != 128 + signal.SIGPIPE:
+        problems.append("exit status %d, expected %d (SIGPIPE)" % (status, 128 + signal.SIGPIPE))
+    if "chip erases: 1\n" not in shown:
+        problems.append("the erase was lost:\n" + shown)
+    if flash[:512] != program[:512]:
+        problems.append("the first pages were lost")
+    if flash[len(program) - 256:len(program)] != b"\xff" * 256:
+        problems.append("the last page was written: zindle did not die in the middle")
+    return "\n".join(problems) or None
+
+
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--zindle", required=True)
@@ -92,6 +132,13 @@ def main():
         else:
             failed += 1
             print("FAIL  %s during a FLASH write\n%s" % (signal.Signals(signum).name, problem))
+    problem = killed_by_sigpipe(os.path.abspath(options.zindle), os.path.abspath(options.vtarget))
+    if problem is None:
+        passed += 1
+        print("ok    SIGPIPE during a FLASH write leaves the chip half-written")
+    else:
+        failed += 1
+        print("FAIL  SIGPIPE during a FLASH write\n%s" % problem)
     print("%d passed, %d failed" % (passed, failed))
     return 1 if failed else 0
 
