@@ -396,6 +396,7 @@ int ioperm(unsigned long from, unsigned long num, int turn_on) {
   bool ours = num > 0 && from + num <= 0x400;
   for (unsigned long p = from; ours && p < from + num; ++p) ours = emulated_io_port(p);
   if (!ours) return real<int (*)(unsigned long, unsigned long, int)>("ioperm")(from, num, turn_on);
+  vt::bench::emulation_call call;  // timing the trap is the emulation's time, not the program's
   for (unsigned long p = from; p < from + num; ++p) granted[p] = turn_on != 0;
   if (turn_on) {
     install_handler();
