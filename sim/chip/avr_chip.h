@@ -127,7 +127,6 @@ class avr_chip : public line_target {
   uint8_t in_[4] = {0, 0, 0, 0};
   uint8_t out_byte_ = 0;
   uint8_t out_frame_[4] = {0, 0, 0, 0};
-  int out_bit_ = 0;                 // bits of out_byte_ already shifted out
   bool recognised_ = false;        // the instruction being framed is one the chip knows
   uint8_t ext_addr_ = 0;
   std::vector<uint8_t> page_;

@@ -121,8 +121,8 @@ TEST(Vtarget, RealTimeWaitsProgramAFactoryNewMega8) {
 }
 
 TEST(Vtarget, RealtimeSaysWhenTheHostFallsBehind) {
-  // No host emulates a port access in 10 ns.
-  result r = run("--realtime --lpt-cycle 0.01", "ppdev /dev/parport0 sig");
+  // No host delivers a trapped port instruction in 10 ns.
+  result r = run("--realtime --lpt-cycle 0.01", "io 378 sig");
   EXPECT_NE(r.out.find("vtarget: the host could not keep up with --realtime: "), std::string::npos) << r.out;
 }
 
