@@ -1,18 +1,11 @@
 #include "driver/timer.h"
 
-#include <sys/time.h>
-
-#include <cerrno>
 #include <cstdio>
 #include <ctime>
 
 namespace {
 
-time_value now() {
-  timeval tv;
-  gettimeofday(&tv, nullptr);
-  return {static_cast<int32_t>(tv.tv_sec), static_cast<int32_t>(tv.tv_usec)};
-}
+time_value now() { return timer_clock->now(); }
 
 time_value minus(time_value a, time_value b) {
   time_value d{a.sec - b.sec, a.usec - b.usec};
@@ -78,7 +71,7 @@ void timer::sleep_delay() {
   marked = now();
   timespec want{delay.sec, static_cast<long>(delay.usec) * 1000};
   timespec rest{};
-  while (nanosleep(&want, &rest) != 0 && errno == EINTR) want = rest;
+  while (!timer_clock->sleep(want, rest)) want = rest;
 }
 
 const char* format_scaled(double value, int unit_index, int highest_index, const char* const* unit_table,

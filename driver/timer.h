@@ -5,10 +5,7 @@
 
 #include <cstdint>
 
-struct time_value {
-  int32_t sec = 0;
-  int32_t usec = 0;
-};
+#include "driver/clock_source.h"
 
 class timer {
  public:

@@ -2,6 +2,7 @@
 // port (and FTDI devices), then keeps the chip's state for the next run.
 #include <limits.h>
 #include <stdlib.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -14,6 +15,7 @@
 #include <vector>
 
 #include "sim/bench/config.h"
+#include "sim/chip/chip_image.h"
 #include "sim/chip/chip_state.h"
 #include "sim/lpt/wiring.h"
 
@@ -50,10 +52,20 @@ const char* const usage_text =
     "                       factory clock); --osc xtal: clocked from the adapter's XTAL line\n"
     "  --lpt-cycle US       modelled duration of one port access (default 1.0)\n"
     "  --usb-latency US     modelled turn-around of one FTDI read (default by chip type)\n"
-    "  --realtime           every port access and USB transfer also takes its modelled\n"
-    "                       time for real (for benchmarks)\n"
-    "  --key MS[,MS2]       the adapter key is pressed MS real milliseconds after the start\n"
-    "                       (and released at MS2)\n"
+    "  --clock MODE         how the program's own time between its port accesses and USB\n"
+    "                       calls counts on the modelled clock:\n"
+    "                         host           measured on the host's clock, less the\n"
+    "                                        emulation's own time; sleeps are real (default)\n"
+    "                         deterministic  only a fixed 50 ns per call of a time function;\n"
+    "                                        sleeps pass at once: the same run gives the same\n"
+    "                                        trace, time stamps included\n"
+    "                         realtime       as host, and every port access and USB transfer\n"
+    "                                        also takes its modelled time for real (to watch\n"
+    "                                        a run); says at the end when the host could not\n"
+    "                                        keep up\n"
+    "  --deterministic, --realtime   short for --clock deterministic, --clock realtime\n"
+    "  --key MS[,MS2]       the adapter key is pressed MS milliseconds after the start on\n"
+    "                       the modelled clock (and released at MS2)\n"
     "  --fault WHAT         inject a fault; repeatable. Chip faults:\n"
     "                         no-answer          MISO is never driven (reads high)\n"
     "                         out-of-step=N      out of step until N resync pulses (reset\n"
@@ -69,9 +81,10 @@ const char* const usage_text =
     "                       FTDI faults (see the FTDI emulation for the values):\n"
     "                         usb-read-error, usb-write-error, usb-short-read,\n"
     "                         usb-short-write, missing-function=NAME, no-ftdi\n"
-    "  --trace FILE         write every ISP instruction with the chip's reply, every change\n"
-    "                       of RESET, power, enable and the LEDs, and the final line levels,\n"
-    "                       with modelled time stamps in microseconds\n"
+    "  --trace FILE         write every ISP instruction with the chip's reply (identical ones\n"
+    "                       in a row as one line ending in xN), every change of RESET,\n"
+    "                       power, enable and the LEDs, and the final line levels, with\n"
+    "                       modelled time stamps in microseconds\n"
     "  --show               print the chip state (after PROGRAM, if any)\n"
     "  --flash-in FILE      load the whole FLASH from a raw binary file before PROGRAM\n"
     "  --eeprom-in FILE     the same for the EEPROM\n"
@@ -80,10 +93,17 @@ const char* const usage_text =
     "  --list               list the chips that can be simulated\n"
     "  --help               this text\n"
     "\n"
+    "\n"
+    "Time: the chip, the trace and PROGRAM's time functions share one modelled clock.\n"
+    "It advances by the modelled cost of every port access and USB transfer and by\n"
+    "PROGRAM's own time between them, so what PROGRAM measures of the port is what the\n"
+    "chip sees, and its waits reach the chip as on hardware.\n"
+    "\n"
     "Example: vtarget --chip tiny13 --state t13.state -- zindle +tiny13 -ew prog.hex\n";
 
 struct options {
   vt::bench_config cfg;
+  std::string state_file;
   bool chip_given = false;
   bool show = false, list = false, help = false;
   std::string flash_in, flash_out, eeprom_in, eeprom_out;
@@ -93,6 +113,8 @@ struct options {
 struct usage_error {
   std::string text;
 };
+
+volatile pid_t program_pid = 0;
 
 std::string self_dir() {
   char buf[PATH_MAX];
@@ -183,13 +205,18 @@ options parse_args(int argc, char** argv) {
     if (a == "--help" || a == "-h") o.help = true;
     else if (a == "--list") o.list = true;
     else if (a == "--show") o.show = true;
-    else if (a == "--realtime") o.cfg.realtime = true;
+    else if (a == "--realtime") o.cfg.clock = vt::clock_mode::realtime;
+    else if (a == "--clock") {
+      const std::string m = arg();
+      if (!vt::parse_clock_mode(m, o.cfg.clock)) throw usage_error{"--clock takes host, deterministic or realtime"};
+    }
+    else if (a == "--deterministic") o.cfg.clock = vt::clock_mode::deterministic;
     else if (a == "--no-parport") o.cfg.emulate_lpt = false;
     else if (a == "--chip") {
       o.cfg.chip = arg();
       o.chip_given = true;
       if (!vt::find_chip_kind(o.cfg.chip)) throw usage_error{"unknown chip '" + o.cfg.chip + "' (see --list)"};
-    } else if (a == "--state") o.cfg.state_file = arg();
+    } else if (a == "--state") o.state_file = arg();
     else if (a == "--wiring") {
       std::string w = arg();
       if (w.compare(0, 4, "map:") == 0) {
@@ -311,12 +338,11 @@ int run_program(const options& o, const std::string& config_path) {
   std::string ld_path = ftdi_dir + ":" + dir;
   if (const char* old = std::getenv("LD_LIBRARY_PATH"))
     if (*old) ld_path += std::string(":") + old;
-  std::string preload;
-  if (o.cfg.emulate_lpt) {
-    preload = dir + "/libvtlpt.so";
-    if (const char* old = std::getenv("LD_PRELOAD"))
-      if (*old) preload += std::string(":") + old;
-  }
+  // The clock always; the parallel port unless --no-parport.
+  std::string preload = dir + "/libvtclock.so";
+  if (o.cfg.emulate_lpt) preload += ":" + dir + "/libvtlpt.so";
+  if (const char* old = std::getenv("LD_PRELOAD"))
+    if (*old) preload += std::string(":") + old;
   std::fflush(stdout);
   pid_t pid = fork();
   if (pid < 0) {
@@ -325,10 +351,8 @@ int run_program(const options& o, const std::string& config_path) {
   }
   if (pid == 0) {
     setenv("VTARGET_CONFIG", config_path.c_str(), 1);
-    if (o.cfg.emulate_lpt) {
-      setenv("VTARGET_PARPORT", o.cfg.parport.c_str(), 1);
-      setenv("LD_PRELOAD", preload.c_str(), 1);
-    }
+    if (o.cfg.emulate_lpt) setenv("VTARGET_PARPORT", o.cfg.parport.c_str(), 1);
+    setenv("LD_PRELOAD", preload.c_str(), 1);
     setenv("LD_LIBRARY_PATH", ld_path.c_str(), 1);
     // A sanitizer build of the program would refuse a library preloaded before its runtime.
     std::string asan = "verify_asan_link_order=0";
@@ -342,9 +366,18 @@ int run_program(const options& o, const std::string& config_path) {
     std::fprintf(stderr, "vtarget: can't run %s: %s\n", args[0], std::strerror(errno));
     _exit(127);
   }
+  // Ctrl-C and Ctrl-\ reach PROGRAM from the terminal; vtarget stays to keep
+  // the chip's state. A termination meant for vtarget goes on to PROGRAM.
+  program_pid = pid;
+  struct sigaction ignore {}, pass_on {}, saved[4];
+  ignore.sa_handler = SIG_IGN;
+  pass_on.sa_handler = [](int sig) { kill(program_pid, sig); };
+  const int sigs[4] = {SIGINT, SIGQUIT, SIGTERM, SIGHUP};
+  for (int i = 0; i < 4; ++i) sigaction(sigs[i], i < 2 ? &ignore : &pass_on, &saved[i]);
   int status = 0;
   while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
   }
+  for (int i = 0; i < 4; ++i) sigaction(sigs[i], &saved[i], nullptr);
   if (WIFEXITED(status)) return WEXITSTATUS(status);
   if (WIFSIGNALED(status)) return 128 + WTERMSIG(status);
   return 1;
@@ -382,13 +415,12 @@ int main(int argc, char** argv) {
   std::string error;
   const vt::chip_kind* kind = vt::find_chip_kind(o.cfg.chip);
   vt::chip_state st;
-  bool have_state = !o.cfg.state_file.empty() && file_exists(o.cfg.state_file);
-  if (have_state) {
-    if (!vt::load_chip_state(o.cfg.state_file, st, error)) return fail(error);
+  if (!o.state_file.empty() && file_exists(o.state_file)) {
+    if (!vt::load_chip_state(o.state_file, st, error)) return fail(error);
     const vt::chip_kind* saved = vt::find_chip_kind(st.chip);
     if (!saved) return fail("state file holds an unknown chip '" + st.chip + "'");
     if (o.chip_given && saved != kind)
-      return fail("state file " + o.cfg.state_file + " holds a " + st.chip + ", not a " + o.cfg.chip);
+      return fail("state file " + o.state_file + " holds a " + st.chip + ", not a " + o.cfg.chip);
     kind = saved;
     o.cfg.chip = saved->name();
   } else {
@@ -398,35 +430,34 @@ int main(int argc, char** argv) {
   st.eeprom.resize(kind->eeprom_bytes, 0xFF);
   if (!o.flash_in.empty() && !read_binary(o.flash_in, st.flash, error)) return fail(error);
   if (!o.eeprom_in.empty() && !read_binary(o.eeprom_in, st.eeprom, error)) return fail(error);
+  // A locked chip is locked for good, like one that was locked by a programmer.
+  for (const vt::fault_spec& f : o.cfg.faults)
+    if (f.name == "locked") st.lock &= f.value == "write" ? 0xFE : 0xFC;
 
-  char tmpl[] = "/tmp/vtarget.XXXXXX";
-  std::string tmpdir;
-  std::string state_path = o.cfg.state_file;
-  if (!o.program.empty() || state_path.empty()) {
-    if (!mkdtemp(tmpl)) return fail("can't make a temporary directory");
-    tmpdir = tmpl;
-  }
-  if (state_path.empty()) state_path = tmpdir + "/chip.state";
+  // PROGRAM works on an image of the chip that it writes through as the chip
+  // changes, so that even a program killed by a signal leaves its traces.
   int status = 0;
-  if (!vt::save_chip_state(state_path, st, error)) {
-    status = fail(error);
-  } else if (!o.program.empty()) {
+  if (!o.program.empty()) {
+    char tmpl[] = "/tmp/vtarget.XXXXXX";
+    if (!mkdtemp(tmpl)) return fail("can't make a temporary directory");
+    const std::string tmpdir = tmpl, image = tmpdir + "/chip.image", config_path = tmpdir + "/config";
     vt::bench_config cfg = o.cfg;
-    cfg.state_file = state_path;
-    const std::string config_path = tmpdir + "/config";
-    std::ofstream(config_path) << vt::format_config(cfg);
-    if (!cfg.trace_file.empty()) std::ofstream(cfg.trace_file, std::ios::trunc);
-    status = run_program(o, config_path);
-    if (!vt::load_chip_state(state_path, st, error)) status = fail(error);
+    cfg.chip_image = image;
+    if (!vt::write_chip_image(image, st, error)) {
+      status = fail(error);
+    } else {
+      std::ofstream(config_path) << vt::format_config(cfg);
+      if (!cfg.trace_file.empty()) std::ofstream(cfg.trace_file, std::ios::trunc);
+      status = run_program(o, config_path);
+      if (!vt::read_chip_image(image, st, error)) status = fail(error);
+    }
+    std::remove(image.c_str());
+    std::remove(config_path.c_str());
+    rmdir(tmpdir.c_str());
   }
+  if (!o.state_file.empty() && !vt::save_chip_state(o.state_file, st, error)) status = fail(error);
   if (o.show) show(*kind, st);
   if (!o.flash_out.empty() && !write_binary(o.flash_out, st.flash, error)) status = fail(error);
   if (!o.eeprom_out.empty() && !write_binary(o.eeprom_out, st.eeprom, error)) status = fail(error);
-  if (!tmpdir.empty()) {
-    if (state_path != o.cfg.state_file) std::remove(state_path.c_str());
-    std::remove((tmpdir + "/config").c_str());
-    std::remove((tmpdir + "/chip.state.tmp").c_str());
-    rmdir(tmpdir.c_str());
-  }
   return status;
 }

@@ -1,10 +1,7 @@
-// The process-wide bench: configuration, chip, modelled clock, trace and state save.
+// The process-wide bench: configuration, chip, modelled clock, trace and chip image.
 #include "sim/bench/bench.h"
 
-#include <sys/stat.h>
-
 #include <fcntl.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <cstdarg>
@@ -15,7 +12,9 @@
 #include <memory>
 #include <sstream>
 
+#include "sim/bench/host_clock.h"
 #include "sim/chip/avr_chip.h"
+#include "sim/chip/chip_image.h"
 
 namespace vt {
 
@@ -27,59 +26,77 @@ bool adapter_lines::operator==(const adapter_lines& o) const {
 namespace bench {
 namespace {
 
-uint64_t real_ns() {
-  timespec ts;
-  clock_gettime(CLOCK_MONOTONIC, &ts);
-  return uint64_t(ts.tv_sec) * 1000000000u + uint64_t(ts.tv_nsec);
-}
+// What a call of a time function costs the program on the modelled clock (a
+// real one reads the clock in some tens of nanoseconds); it also makes a busy
+// wait on the clock end when nothing else advances it.
+constexpr uint64_t time_call_ns = 50;
+
+// The clocks a program may read, with their values when the bench started.
+struct clock_base {
+  clockid_t id;
+  uint64_t at_start;
+};
+
+struct realtime_record {
+  uint64_t calls = 0;       // emulated calls
+  uint64_t late = 0;        // calls that ended later than their modelled time
+  uint64_t late_ns = 0;     // by this much in all
+  uint64_t worst_ns = 0;    // and at most
+};
+
+struct pending_instruction {
+  bool any = false;
+  uint64_t stamp = 0;
+  uint8_t bytes[8] = {};
+  unsigned count = 0;
+};
 
 struct state {
   bool active = false;
   bench_config cfg;
+  chip_image image;
   std::unique_ptr<avr_chip> chip;
+  // The clock.
   uint64_t now = 0;
-  uint64_t real_start = 0;
-  uint64_t real_deadline = 0;  // --realtime: when the last access ends in real time
+  uint64_t last_leave = 0;    // host monotonic time when the program last got control back
+  uint64_t call_start = 0;    // realtime: modelled time at the start of the current call
+  uint64_t call_start_host = 0;  // and host time
+  uint64_t trap_ns = 0;
+  int depth = 0;
+  clock_base bases[4] = {{CLOCK_REALTIME, 0}, {CLOCK_MONOTONIC, 0}, {CLOCK_BOOTTIME, 0}, {CLOCK_TAI, 0}};
+  realtime_record record;
+  // The trace.
   int trace_fd = -1;
+  pending_instruction pending;
   adapter_lines lines;
   bool lines_set = false;
   bool finished = false;
 };
 
 state* g = nullptr;
+bool building = false;
 
 [[noreturn]] void die(const std::string& text) {
   std::fprintf(stderr, "vtarget: %s\n", text.c_str());
   std::_Exit(121);
 }
 
-std::unique_ptr<avr_chip> make_chip(const bench_config& cfg) {
+std::unique_ptr<avr_chip> make_chip(state& s) {
+  const bench_config& cfg = s.cfg;
   const chip_kind* kind = find_chip_kind(cfg.chip);
   if (!kind) die("unknown chip '" + cfg.chip + "'");
   chip_state st = chip_state::factory(*kind);
-  struct stat sb;
-  if (!cfg.state_file.empty() && ::stat(cfg.state_file.c_str(), &sb) == 0) {
-    std::string error;
-    if (!load_chip_state(cfg.state_file, st, error)) die(error);
-    const chip_kind* saved = find_chip_kind(st.chip);
-    if (saved != kind) die("state file " + cfg.state_file + " holds a " + st.chip + ", not a " + cfg.chip);
-  }
   chip_options o;
+  if (!cfg.chip_image.empty()) {
+    std::string error;
+    if (!s.image.map(cfg.chip_image, error)) die(error);
+    st = s.image.load();
+    if (find_chip_kind(st.chip) != kind) die("chip image " + cfg.chip_image + " holds a " + st.chip + ", not a " + cfg.chip);
+    o.on_change = [&s](const chip_state& now, const chip_change& c) { s.image.store(now, c); };
+  }
   o.osc_hz = cfg.osc_hz;
   o.osc_xtal = cfg.osc_xtal;
-  // Consecutive identical instructions with identical replies (a poll while the
-  // chip is busy) are traced once, so that the trace does not depend on how long
-  // the real write times happened to take.
-  o.on_instruction = [](const uint8_t in[4], const uint8_t out[4]) {
-    static uint8_t last[8];
-    static bool any = false;
-    uint8_t now[8] = {in[0], in[1], in[2], in[3], out[0], out[1], out[2], out[3]};
-    if (any && std::memcmp(now, last, 8) == 0) return;
-    std::memcpy(last, now, 8);
-    any = true;
-    trace("isp %02X %02X %02X %02X -> %02X %02X %02X %02X", in[0], in[1], in[2], in[3], out[0], out[1], out[2],
-          out[3]);
-  };
+  o.on_instruction = trace_instruction;
   for (const fault_spec& f : cfg.faults) {
     if (f.name == "no-answer") o.never_answers = true;
     else if (f.name == "out-of-step") o.out_of_step = int(f.number(1));
@@ -88,38 +105,81 @@ std::unique_ptr<avr_chip> make_chip(const bench_config& cfg) {
     else if (f.name == "signature") {
       o.override_signature = true;
       o.signature = uint32_t(std::strtoul(f.value.c_str(), nullptr, 16));
-    } else if (f.name == "locked") {
-      st.lock &= f.value == "write" ? 0xFE : 0xFC;
     }
   }
   return std::unique_ptr<avr_chip>(new avr_chip(*kind, st, o));
 }
 
+uint64_t host_ns(clockid_t id) {
+  timespec ts;
+  if (host::clock_gettime(id, &ts) != 0) return 0;
+  return uint64_t(ts.tv_sec) * 1000000000u + uint64_t(ts.tv_nsec);
+}
 
 state& get() {
   if (g) return *g;
-  g = new state;  // lives until exit; finish() runs from atexit
-  g->real_start = real_ns();
+  building = true;
+  state* s = new state;  // lives until exit; finish() runs when the library is unloaded
+  s->last_leave = host::monotonic_ns();
+  for (clock_base& b : s->bases) b.at_start = host_ns(b.id);
   const char* path = std::getenv("VTARGET_CONFIG");
   if (path && *path) {
-    g->active = true;
+    s->active = true;
     std::ifstream in(path);
     std::stringstream text;
     text << in.rdbuf();
     std::string error;
-    if (!in || !parse_config(text.str(), g->cfg, error)) {
+    if (!in || !parse_config(text.str(), s->cfg, error)) {
       std::fprintf(stderr, "vtarget: bad configuration %s: %s\n", path, error.c_str());
       std::_Exit(121);
     }
+  } else {
+    s->cfg.clock = clock_mode::deterministic;  // in-process tests: nothing depends on the host's speed
   }
-  if (!g->cfg.trace_file.empty())
-    g->trace_fd = ::open(g->cfg.trace_file.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
-  g->chip = make_chip(g->cfg);
+  if (!s->cfg.trace_file.empty())
+    s->trace_fd = ::open(s->cfg.trace_file.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
+  g = s;
+  s->chip = make_chip(*s);
+  building = false;
   return *g;
+}
+
+void write_trace_line(state& s, uint64_t stamp, const char* text, size_t length) {
+  char buf[600];
+  int n = std::snprintf(buf, sizeof buf, "%10llu.%03llu ", (unsigned long long)(stamp / 1000),
+                        (unsigned long long)(stamp % 1000));
+  if (length > sizeof buf - size_t(n) - 1) length = sizeof buf - size_t(n) - 1;
+  std::memcpy(buf + n, text, length);
+  buf[size_t(n) + length] = '\n';
+  ssize_t w = ::write(s.trace_fd, buf, size_t(n) + length + 1);
+  (void)w;
+}
+
+void flush_instruction(state& s) {
+  pending_instruction& p = s.pending;
+  if (!p.any) return;
+  p.any = false;
+  const uint8_t* b = p.bytes;
+  char text[80];
+  int n = std::snprintf(text, sizeof text, "isp %02X %02X %02X %02X -> %02X %02X %02X %02X", b[0], b[1], b[2], b[3],
+                        b[4], b[5], b[6], b[7]);
+  if (p.count > 1) n += std::snprintf(text + n, sizeof text - size_t(n), " x%u", p.count);
+  write_trace_line(s, p.stamp, text, size_t(n));
 }
 
 void trace_change(const char* name, bool was, bool now_level, bool first) {
   if (first || was != now_level) trace("%s %s", name, now_level ? "high" : "low");
+}
+
+// The realtime run fell behind noticeably: more than 1 % of its calls, or of its time.
+void report_realtime(const state& s) {
+  const realtime_record& r = s.record;
+  if (r.late == 0 || (r.late * 100 <= r.calls && r.late_ns * 100 <= s.now)) return;
+  std::fprintf(stderr,
+               "vtarget: the host could not keep up with --realtime: %llu of %llu emulated accesses took longer "
+               "than modelled, by %.3f ms in all and %.1f us at most\n",
+               (unsigned long long)r.late, (unsigned long long)r.calls, double(r.late_ns) / 1e6,
+               double(r.worst_ns) / 1e3);
 }
 
 }  // namespace
@@ -128,25 +188,72 @@ bool active() { return get().active; }
 const bench_config& config() { return get().cfg; }
 line_target& chip() { return *get().chip; }
 uint64_t now_ns() { return get().now; }
+void advance_ns(uint64_t ns) { get().now += ns; }
+void set_trap_overhead_ns(uint64_t ns) { get().trap_ns = ns; }
 
-void advance_ns(uint64_t ns) {
+emulation_call::emulation_call(bool trapped) {
   state& s = get();
-  s.now += ns;
-  if (!s.cfg.realtime) return;
-  // Each access takes its time from when it starts: after the program has been
-  // busy elsewhere (or asleep) the port is not faster to make up for it.
-  uint64_t r = real_ns();
-  uint64_t start = r > s.real_deadline ? r : s.real_deadline;
-  s.real_deadline = start + ns;
-  for (;;) {
-    r = real_ns();
-    if (r >= s.real_deadline) break;
-    uint64_t left = s.real_deadline - r;
-    if (left > 200000) {
-      timespec ts{time_t((left - 100000) / 1000000000u), long((left - 100000) % 1000000000u)};
-      nanosleep(&ts, nullptr);
+  if (s.depth++ > 0 || s.cfg.clock == clock_mode::deterministic) return;
+  const uint64_t r = host::monotonic_ns();
+  const uint64_t trap = trapped ? s.trap_ns : 0;
+  // The program's own time since it last left an emulation.
+  const uint64_t gap = r - s.last_leave;
+  if (gap > trap) s.now += gap - trap;
+  if (s.cfg.clock == clock_mode::realtime) {
+    // The call started when the program issued it.
+    s.call_start = s.now;
+    s.call_start_host = gap > trap ? r - trap : s.last_leave;
+    ++s.record.calls;
+  }
+}
+
+emulation_call::~emulation_call() {
+  state& s = *g;
+  if (--s.depth > 0 || s.cfg.clock == clock_mode::deterministic) return;
+  if (s.cfg.clock == clock_mode::realtime) {
+    // The call lasts its modelled time for real; one that took longer than
+    // that by more than 5 % (and the timer's jitter) is late.
+    const uint64_t took = s.now - s.call_start;
+    const uint64_t due = s.call_start_host + took;
+    const uint64_t r = host::monotonic_ns();
+    if (r > due) {
+      const uint64_t late = r - due;
+      if (late > took / 20 + 200) {
+        ++s.record.late;
+        s.record.late_ns += late;
+        if (late > s.record.worst_ns) s.record.worst_ns = late;
+      }
+    } else {
+      host::wait_until_ns(due);
     }
   }
+  s.last_leave = host::monotonic_ns();
+}
+
+bool client_time(clockid_t id, timespec& ts) {
+  if (building) return false;
+  state& s = get();
+  const clock_base* base = nullptr;
+  for (const clock_base& b : s.bases) {
+    if (b.id == id) base = &b;
+  }
+  if (id == CLOCK_REALTIME_COARSE) base = &s.bases[0];
+  if (id == CLOCK_MONOTONIC_RAW || id == CLOCK_MONOTONIC_COARSE) base = &s.bases[1];
+  if (!base) return false;
+  emulation_call call;
+  const uint64_t t = base->at_start + s.now;
+  if (s.cfg.clock != clock_mode::realtime) s.now += time_call_ns;
+  ts.tv_sec = time_t(t / 1000000000u);
+  ts.tv_nsec = long(t % 1000000000u);
+  return true;
+}
+
+bool client_sleep(uint64_t ns) {
+  if (building) return false;
+  state& s = get();
+  if (s.cfg.clock != clock_mode::deterministic) return false;
+  s.now += ns;
+  return true;
 }
 
 void set_adapter_lines(const adapter_lines& l) {
@@ -179,11 +286,11 @@ bool miso() {
   return s.chip->miso(s.now);
 }
 
-// A person presses the key: its times run on the real clock since the start,
-// like the chip's write times, not on the modelled one.
+// A person presses the key at a modelled time, so a program's key wait
+// behaves the same however fast the host runs it.
 bool key_pressed() {
   state& s = get();
-  double ms = double(real_ns() - s.real_start) / 1e6;
+  double ms = double(s.now) / 1e6;
   if (s.cfg.key_press_ms < 0 || ms < s.cfg.key_press_ms) return false;
   return s.cfg.key_release_ms < 0 || ms < s.cfg.key_release_ms;
 }
@@ -197,18 +304,30 @@ const fault_spec* fault(const char* name) {
 void trace(const char* format, ...) {
   state& s = get();
   if (s.trace_fd < 0) return;
-  char buf[512];
-  int n = std::snprintf(buf, sizeof buf, "%10llu.%03llu ", (unsigned long long)(s.now / 1000),
-                        (unsigned long long)(s.now % 1000));
+  flush_instruction(s);
+  char text[512];
   va_list ap;
   va_start(ap, format);
-  int m = std::vsnprintf(buf + n, sizeof buf - n - 1, format, ap);
+  int m = std::vsnprintf(text, sizeof text, format, ap);
   va_end(ap);
   if (m < 0) m = 0;
-  size_t len = size_t(n) + (size_t(m) < sizeof buf - n - 2 ? size_t(m) : sizeof buf - n - 2);
-  buf[len++] = '\n';
-  ssize_t w = ::write(s.trace_fd, buf, len);
-  (void)w;
+  write_trace_line(s, s.now, text, size_t(m) < sizeof text ? size_t(m) : sizeof text - 1);
+}
+
+void trace_instruction(const uint8_t in[4], const uint8_t out[4]) {
+  state& s = get();
+  if (s.trace_fd < 0) return;
+  const uint8_t bytes[8] = {in[0], in[1], in[2], in[3], out[0], out[1], out[2], out[3]};
+  pending_instruction& p = s.pending;
+  if (p.any && std::memcmp(p.bytes, bytes, 8) == 0) {
+    ++p.count;
+    return;
+  }
+  flush_instruction(s);
+  p.any = true;
+  p.stamp = s.now;
+  std::memcpy(p.bytes, bytes, 8);
+  p.count = 1;
 }
 
 void finish() {
@@ -221,10 +340,7 @@ void finish() {
         l.led_error ? "high" : "low");
   if (s.trace_fd >= 0) ::close(s.trace_fd);
   s.trace_fd = -1;
-  if (!s.cfg.state_file.empty()) {
-    std::string error;
-    if (!save_chip_state(s.cfg.state_file, s.chip->state(), error)) std::fprintf(stderr, "vtarget: %s\n", error.c_str());
-  }
+  if (s.cfg.clock == clock_mode::realtime) report_realtime(s);
 }
 
 }  // namespace bench
@@ -232,7 +348,7 @@ void finish() {
 
 // Runs when the library is unloaded at process exit, after the program's own
 // static destructors and atexit handlers, so that an adapter switched off by a
-// destructor is still traced and the chip state includes everything.
+// destructor is still traced.
 __attribute__((destructor)) static void vt_bench_at_exit() {
   if (vt::bench::g) vt::bench::finish();
 }

@@ -1,5 +1,5 @@
 // The process-wide test bench inside a program run by vtarget: configuration,
-// the one simulated chip, the modelled clock, the trace and the state save.
+// the one simulated chip, the modelled clock, the trace and the chip's image.
 // The parallel-port emulation and the FTDI emulation both attach to it.
 //
 // How an emulation attaches
@@ -8,16 +8,25 @@
 //   ${CMAKE_BINARY_DIR}/sim; vtarget puts that folder on LD_LIBRARY_PATH).
 // * Nothing needs initialising: the first call of any function below reads the
 //   configuration named by the environment variable VTARGET_CONFIG (a file that
-//   vtarget writes), creates the chip from the state file and registers the
-//   state save for process exit. Without VTARGET_CONFIG, `active()` is false and
-//   a default configuration (mega8, no state file, no trace) is used, so tests
-//   may still call everything in-process.
-// * Time: the bench keeps one modelled clock in nanoseconds. An emulation calls
+//   vtarget writes) and creates the chip from its image file. Without
+//   VTARGET_CONFIG, `active()` is false and a default configuration (mega8, no
+//   image, no trace, the deterministic clock) is used, so tests may still call
+//   everything in-process.
+// * Time: the bench keeps one modelled clock in nanoseconds, which the chip,
+//   the trace, the key and the program itself all see (the clock preload
+//   libvtclock.so answers the program's time functions from it). An emulation
+//   wraps every call the program makes into it (a ppdev ioctl, a trapped port
+//   instruction, a D2XX function) in an `emulation_call`, and inside it calls
 //   `advance_ns()` for what each of its accesses costs (one port access:
 //   config().lpt_cycle_us; one FTDI transfer: its USB turn-around plus the bits
 //   shifted at the MPSSE clock) BEFORE the access takes effect, then applies the
-//   access at `now_ns()`. With --realtime, advance_ns() also sleeps so that the
-//   real time keeps up with the modelled one.
+//   access at `now_ns()`. The program's own time between two such calls counts
+//   as config().clock says: measured on the host, less the emulations' own time
+//   (host, the default); not at all, only a fixed cost per time function call,
+//   with sleeps taken on the modelled clock at once (deterministic); measured,
+//   and every call also lasts its modelled time for real (realtime). So a
+//   program measures exactly what the chip is charged, and its waits and its
+//   computing reach the chip as they would on hardware.
 // * Outputs: whenever the adapter's output levels may have changed, call
 //   `set_adapter_lines()` with the levels as they arrive at the target side of
 //   the adapter (after the wiring's inversions and buffers, i.e. electrical
@@ -31,14 +40,21 @@
 //   the last set_adapter_lines() call wins.
 // * Faults: `fault("name")` returns the --fault entry of that name or nullptr.
 //   Names the bench itself handles: "no-answer", "out-of-step", "lose-step",
-//   "busy-longer", "miso", "signature", "locked" (chip side). Names meant for
+//   "busy-longer", "miso", "signature" (chip side; "locked" is applied to the
+//   state by vtarget before the run). Names meant for
 //   the FTDI emulation: "usb-read-error", "usb-write-error", "usb-short-read",
 //   "usb-short-write", "missing-function", "no-ftdi" (their values as that
 //   emulation documents them in `vtarget --help`).
-// * At exit (when the library is unloaded, after the program's static
+// * The chip's contents live in the image file vtarget hands over
+//   (config().chip_image, chip_image.h): every write and erase goes through to
+//   it as it starts, so it holds what was done to the chip however the program
+//   ends. At exit (when the library is unloaded, after the program's static
 //   destructors; or at an explicit `finish()`), the bench traces the line levels
-//   the adapter left, and saves the chip's state file.
+//   the adapter left; with --realtime it says on standard error when the host
+//   could not keep up.
 #pragma once
+
+#include <time.h>
 
 #include <cstdint>
 #include <string>
@@ -71,8 +87,29 @@ const bench_config& config();
 // set_adapter_lines()/miso() instead, which add power, faults and trace.
 line_target& chip();
 
+// ---- the one clock ----
 uint64_t now_ns();
 void advance_ns(uint64_t ns);
+
+// Brackets one call of the program into an emulation. `trapped`: the call is
+// a port instruction that reached the emulation through a trap, whose
+// delivery (set_trap_overhead_ns) is the emulation's time, not the program's.
+class emulation_call {
+ public:
+  explicit emulation_call(bool trapped = false);
+  ~emulation_call();
+  emulation_call(const emulation_call&) = delete;
+  emulation_call& operator=(const emulation_call&) = delete;
+};
+void set_trap_overhead_ns(uint64_t ns);
+
+// The program's time functions (the clock preload): the modelled clock on the
+// scale of clock `id` (wall clock, monotonic, boot time); false for clocks that
+// are not modelled (CPU time), which the preload leaves to the host.
+bool client_time(clockid_t id, timespec& ts);
+// A sleep of the program: true when the modelled clock took it (deterministic);
+// false when the program is to sleep for real (its time then counts on return).
+bool client_sleep(uint64_t ns);
 
 void set_adapter_lines(const adapter_lines& lines);
 const adapter_lines& current_lines();
@@ -84,8 +121,11 @@ const fault_spec* fault(const char* name);
 
 // One trace line "<modelled time> <text>"; no-op without --trace.
 void trace(const char* format, ...) __attribute__((format(printf, 1, 2)));
+// An instruction the chip framed and its reply: "isp IN -> OUT", identical
+// ones in a row as one line with " xN" (N > 1) at the time of the first.
+void trace_instruction(const uint8_t in[4], const uint8_t out[4]);
 
-// Traces the final line levels and saves the chip state; runs once, also at exit.
+// Traces the final line levels (and reports a --realtime run that fell behind); runs once, also at exit.
 void finish();
 
 }  // namespace bench

@@ -26,6 +26,25 @@ fault_spec parse_fault(const std::string& text) {
   return f;
 }
 
+const char* clock_mode_name(clock_mode m) {
+  switch (m) {
+    case clock_mode::deterministic: return "deterministic";
+    case clock_mode::realtime: return "realtime";
+    case clock_mode::host: break;
+  }
+  return "host";
+}
+
+bool parse_clock_mode(const std::string& text, clock_mode& m) {
+  for (clock_mode c : {clock_mode::host, clock_mode::deterministic, clock_mode::realtime}) {
+    if (text == clock_mode_name(c)) {
+      m = c;
+      return true;
+    }
+  }
+  return false;
+}
+
 namespace {
 
 std::string escape(const std::string& s) {
@@ -81,7 +100,7 @@ std::string number_text(double v) {
 std::string format_config(const bench_config& c) {
   std::ostringstream o;
   o << "chip=" << escape(c.chip) << "\n";
-  o << "state=" << escape(c.state_file) << "\n";
+  o << "chip_image=" << escape(c.chip_image) << "\n";
   o << "wiring=" << escape(c.wiring) << "\n";
   o << "wiring_map=" << escape(c.wiring_map) << "\n";
   o << "power_from_adapter=" << (c.power_from_adapter ? 1 : 0) << "\n";
@@ -95,7 +114,7 @@ std::string format_config(const bench_config& c) {
   o << "osc_hz=" << number_text(c.osc_hz) << "\n";
   o << "lpt_cycle_us=" << number_text(c.lpt_cycle_us) << "\n";
   o << "usb_latency_us=" << number_text(c.usb_latency_us) << "\n";
-  o << "realtime=" << (c.realtime ? 1 : 0) << "\n";
+  o << "clock=" << clock_mode_name(c.clock) << "\n";
   for (const auto& f : c.faults)
     o << "fault=" << escape(f.name) << "\t" << (f.has_value ? 1 : 0) << "\t" << escape(f.value) << "\n";
   o << "trace=" << escape(c.trace_file) << "\n";
@@ -120,7 +139,7 @@ bool parse_config(const std::string& text, bench_config& c, std::string& error) 
     auto flag = [&] { return val == "1"; };
     auto num = [&] { return std::strtod(val.c_str(), nullptr); };
     if (key == "chip") c.chip = val;
-    else if (key == "state") c.state_file = val;
+    else if (key == "chip_image") c.chip_image = val;
     else if (key == "wiring") c.wiring = val;
     else if (key == "wiring_map") c.wiring_map = val;
     else if (key == "power_from_adapter") c.power_from_adapter = flag();
@@ -137,7 +156,12 @@ bool parse_config(const std::string& text, bench_config& c, std::string& error) 
     else if (key == "osc_hz") c.osc_hz = num();
     else if (key == "lpt_cycle_us") c.lpt_cycle_us = num();
     else if (key == "usb_latency_us") c.usb_latency_us = num();
-    else if (key == "realtime") c.realtime = flag();
+    else if (key == "clock") {
+      if (!parse_clock_mode(val, c.clock)) {
+        error = "line " + std::to_string(n) + ": unknown clock '" + val + "'";
+        return false;
+      }
+    }
     else if (key == "fault") {
       auto f = fields(raw);
       if (f.size() != 3) {

@@ -26,9 +26,17 @@ struct fault_spec {
   long number(long fallback = 0) const;
 };
 
+// How the program's own time (between its calls into the emulations) reaches
+// the modelled clock.
+enum class clock_mode : uint8_t {
+  host,           // measured on the host's clock, less the emulations' own time; sleeps are real
+  deterministic,  // not measured: a fixed cost per time function call, sleeps advance the clock at once
+  realtime,       // as host, and every emulated call also lasts its modelled time for real
+};
+
 struct bench_config {
   std::string chip = "mega8";          // chip name as given on the command line
-  std::string state_file;              // persistent chip state, empty: none (fresh chip, not saved)
+  std::string chip_image;              // the chip's contents, mapped and written through (chip_image.h); empty: none
   std::string wiring = "kaldo";        // wiring name, or "map" for a pin map
   std::string wiring_map;              // for "map": the raw text after "map:" (zindle's pin-map syntax)
   bool power_from_adapter = false;     // --power adapter
@@ -39,10 +47,10 @@ struct bench_config {
   double osc_hz = 0;                   // --osc FREQ; 0: the chip's factory clock
   double lpt_cycle_us = 1.0;           // modelled duration of one port access
   double usb_latency_us = -1;          // modelled turn-around of one FTDI read; < 0: default by chip type
-  bool realtime = false;               // every access takes its modelled time for real
+  clock_mode clock = clock_mode::host;
   std::vector<fault_spec> faults;
   std::string trace_file;              // empty: no trace
-  double key_press_ms = -1;            // >= 0: the adapter key is pressed from this real time on (ms after the start)
+  double key_press_ms = -1;            // >= 0: the adapter key is pressed from this modelled time on (ms after the start)
   double key_release_ms = -1;          // >= 0: and released again at this modelled time
 };
 
@@ -52,5 +60,9 @@ bool parse_config(const std::string& text, bench_config& c, std::string& error);
 
 // Parses "NAME[=VALUE]".
 fault_spec parse_fault(const std::string& text);
+
+// "host", "deterministic", "realtime"; parse fails on any other text.
+const char* clock_mode_name(clock_mode m);
+bool parse_clock_mode(const std::string& text, clock_mode& m);
 
 }  // namespace vt

@@ -1,8 +1,6 @@
 // The simulated AVR's serial programming interface.
 #include "sim/chip/avr_chip.h"
 
-#include <time.h>
-
 #include <algorithm>
 
 namespace vt {
@@ -16,13 +14,6 @@ avr_chip::avr_chip(const chip_kind& kind, const chip_state& state, chip_options 
   step_fault_left_ = opt_.out_of_step;
 }
 
-uint64_t avr_chip::real_now() const {
-  if (opt_.real_ns) return opt_.real_ns();
-  timespec ts;
-  clock_gettime(CLOCK_MONOTONIC, &ts);
-  return uint64_t(ts.tv_sec) * 1000000000u + uint64_t(ts.tv_nsec);
-}
-
 // ---- lines -------------------------------------------------------------
 
 bool avr_chip::phase_long_enough(uint64_t t_ns, bool high_phase) const {
@@ -34,6 +25,7 @@ bool avr_chip::phase_long_enough(uint64_t t_ns, bool high_phase) const {
 }
 
 void avr_chip::drive(uint64_t t_ns, const target_lines& l) {
+  now_ = t_ns;
   if (l.xtal && !lines_.xtal && l.powered) ++xtal_edges_;
   if (!l.powered && lines_.powered) power_lost_ = true;
   const bool eff_reset = !l.powered || !l.driven || l.reset;
@@ -74,7 +66,8 @@ void avr_chip::drive(uint64_t t_ns, const target_lines& l) {
   lines_ = l;
 }
 
-bool avr_chip::miso(uint64_t) {
+bool avr_chip::miso(uint64_t t_ns) {
+  now_ = t_ns;
   if (opt_.never_answers || in_reset_ || !active_) return true;
   return (out_byte_ >> (7 - bitpos_ % 8)) & 1;
 }
@@ -180,10 +173,10 @@ bool avr_chip::is_busy(uint64_t now) {
   return op_.kind != op_kind::none;
 }
 
-bool avr_chip::busy() { return is_busy(real_now()); }
+bool avr_chip::busy() { return is_busy(now_); }
 
 void avr_chip::start_op(busy_op op, double ms) {
-  op.start = real_now();
+  op.start = now_;
   uint64_t d = uint64_t((ms + opt_.busy_extra_ms) * 1e6);
   op.end = op.start + d;
   op.erase_phase_end = op.start + d / 2;
@@ -243,7 +236,7 @@ uint8_t avr_chip::lock_reply(bool bits_76) const {
 
 uint8_t avr_chip::read_result() {
   if (!enabled_) return in_[2];
-  const uint64_t now = real_now();
+  const uint64_t now = now_;
   finish_busy(now);
   const uint8_t op = in_[0], b1 = in_[1], b2 = in_[2];
   const uint32_t word = (uint32_t(ext_addr_) << 16) | (uint32_t(b1) << 8) | b2;
@@ -291,6 +284,20 @@ uint8_t avr_chip::read_result() {
 
 // ---- writing -----------------------------------------------------------
 
+// Reports a started change with the fuse and lock bytes as they settle.
+void avr_chip::changed(chip_change::what kind, uint32_t first, uint32_t count) {
+  if (!opt_.on_change) return;
+  chip_change c;
+  c.kind = kind;
+  c.first = first;
+  c.count = count;
+  std::copy(state_.fuse, state_.fuse + 3, c.fuse);
+  c.lock = state_.lock;
+  if (op_.kind == op_kind::fuse) c.fuse[op_.fuse_index] = op_.value;
+  else if (op_.kind == op_kind::lock) c.lock &= op_.value;
+  opt_.on_change(state_, c);
+}
+
 void avr_chip::write_fuse(int i, uint8_t v) {
   if (!(kind_.fuse_present & (1 << i))) return;
   uint8_t used = kind_.fuse_used[i];
@@ -302,118 +309,136 @@ void avr_chip::write_fuse(int i, uint8_t v) {
   op.fuse_index = i;
   op.value = nv;
   start_op(std::move(op), kind_.fuse_write_ms);
+  changed(chip_change::what::fuses_and_lock);
 }
 
 void avr_chip::write_old_lock(uint8_t byte1) {
-  busy_op op;
-  op.kind = op_kind::lock;
-  op.value = 0xFF;
-  if (!(byte1 & 0x02)) op.value &= uint8_t(~0x01);
-  if (!(byte1 & 0x04)) op.value &= uint8_t(~0x02);
-  start_op(std::move(op), kind_.fuse_write_ms);
+  uint8_t value = 0xFF;
+  if (!(byte1 & 0x02)) value &= uint8_t(~0x01);
+  if (!(byte1 & 0x04)) value &= uint8_t(~0x02);
+  write_lock(value);
 }
 
+void avr_chip::write_lock(uint8_t value) {
+  busy_op op;
+  op.kind = op_kind::lock;
+  op.value = value;
+  start_op(std::move(op), kind_.fuse_write_ms);
+  changed(chip_change::what::fuses_and_lock);
+}
+
+// Carries out the instruction just framed.
 void avr_chip::execute() {
   if (!enabled_) {
-    if (in_[0] == 0xAC && in_[1] == 0x53) {
-      enabled_ = true;
-      step_fault_done_ = true;
-    }
+    programming_enable();
     return;
   }
   ++instructions_;
-  const uint64_t now = real_now();
-  finish_busy(now);
-  const bool busy_now = op_.kind != op_kind::none;
+  finish_busy(now_);
   const uint8_t op = in_[0], b1 = in_[1], b2 = in_[2], v = in_[3];
   const uint32_t word = (uint32_t(ext_addr_) << 16) | (uint32_t(b1) << 8) | b2;
   switch (op) {
-    case 0xAC:
-      if (b1 == 0x53) return;
-      if (busy_now) return;
-      if (b1 == 0x80) {
-        bool keep_eeprom = kind_.eesave_byte >= 0 &&
-                           !(state_.fuse[kind_.eesave_byte] & (1u << kind_.eesave_bit));
-        std::fill(state_.flash.begin(), state_.flash.end(), 0xFF);
-        if (!keep_eeprom) std::fill(state_.eeprom.begin(), state_.eeprom.end(), 0xFF);
-        state_.lock = 0xFF;
-        ++state_.erase_cycles;
-        busy_op e;
-        e.kind = op_kind::erase;
-        start_op(std::move(e), kind_.erase_ms);
-        return;
-      }
-      if (kind_.fuses == fuse_layout::modern) {
-        if (b1 == 0xE0) {
-          busy_op l;
-          l.kind = op_kind::lock;
-          l.value = uint8_t(v | ~kind_.lock_used);
-          start_op(std::move(l), kind_.fuse_write_ms);
-        } else if (!write_locked() && (b1 == 0xA0 || b1 == 0xA8 || b1 == 0xA4)) {
-          write_fuse(b1 == 0xA0 ? 0 : b1 == 0xA8 ? 1 : 2, v);
-        }
-        return;
-      }
-      if ((b1 & 0xF9) == 0xF9) {
-        write_old_lock(b1);
-      } else if (kind_.fuses == fuse_layout::one_byte) {
-        if (b1 == 0xA0) write_fuse(0, v);
-      } else if ((b1 & 0xE0) == 0xA0 &&
-                 (kind_.fuses == fuse_layout::old_combined || kind_.fuses == fuse_layout::old_separate)) {
-        // The old parts take the fuse bits from the low five bits of byte 1.
-        uint8_t bits = b1 & 0x1F & kind_.fuse_used[0];
-        write_fuse(0, uint8_t((state_.fuse[0] & ~(0x1F & kind_.fuse_used[0])) | bits));
-      }
-      return;
-    case 0x4D:
-      ext_addr_ = b2;
-      return;
+    case 0xAC: return erase_fuse_or_lock(b1, v);
+    case 0x4D: return load_extended_address(b2);
     case 0x40:
-    case 0x48: {
-      const uint32_t hi = op == 0x48 ? 1 : 0;
-      if (kind_.paged()) {
-        page_[((word << 1) | hi) & (kind_.page_bytes - 1)] = v;
-        return;
-      }
-      if (busy_now || write_locked()) return;
-      const uint32_t addr = ((word << 1) | hi) & (kind_.flash_bytes - 1);
-      busy_op w;
-      w.kind = op_kind::flash;
-      w.first = addr;
-      w.count = 1;
-      w.old.assign(1, state_.flash[addr]);
-      state_.flash[addr] &= v;  // FLASH cells only go from 1 to 0
-      start_op(std::move(w), kind_.flash_write_ms);
-      return;
-    }
-    case 0x4C: {
-      if (!kind_.paged() || busy_now || write_locked()) return;
-      const uint32_t base = (word << 1) & ~(kind_.page_bytes - 1) & (kind_.flash_bytes - 1);
-      busy_op w;
-      w.kind = op_kind::flash;
-      w.first = base;
-      w.count = kind_.page_bytes;
-      w.old.assign(state_.flash.begin() + base, state_.flash.begin() + base + kind_.page_bytes);
-      for (uint32_t i = 0; i < kind_.page_bytes; ++i) state_.flash[base + i] &= page_[i];
-      std::fill(page_.begin(), page_.end(), 0xFF);
-      start_op(std::move(w), kind_.flash_write_ms);
-      return;
-    }
-    case 0xC0: {
-      if (kind_.eeprom_bytes == 0 || busy_now || write_locked()) return;
-      const uint32_t addr = ((uint32_t(b1) << 8) | b2) & (kind_.eeprom_bytes - 1);
-      busy_op w;
-      w.kind = op_kind::eeprom;
-      w.first = addr;
-      w.count = 1;
-      w.old.assign(1, state_.eeprom[addr]);
-      state_.eeprom[addr] = v;  // an EEPROM byte is erased and written
-      start_op(std::move(w), kind_.eeprom_write_ms);
-      return;
-    }
-    default:
-      return;
+    case 0x48: return load_or_write_flash_byte((word << 1) | (op == 0x48 ? 1 : 0), v);
+    case 0x4C: return write_flash_page(word);
+    case 0xC0: return write_eeprom_byte((uint32_t(b1) << 8) | b2, v);
+    default: return;
   }
+}
+
+// AC 53 00 00 while not yet enabled.
+void avr_chip::programming_enable() {
+  if (in_[0] == 0xAC && in_[1] == 0x53) {
+    enabled_ = true;
+    step_fault_done_ = true;
+  }
+}
+
+// AC xx: Chip Erase, or a fuse or lock write in the chip's own form; ignored
+// while a write is under way (AC 53 once enabled does nothing).
+void avr_chip::erase_fuse_or_lock(uint8_t b1, uint8_t v) {
+  if (b1 == 0x53 || op_.kind != op_kind::none) return;
+  if (b1 == 0x80) return chip_erase();
+  if (kind_.fuses == fuse_layout::modern) {
+    if (b1 == 0xE0) write_lock(uint8_t(v | ~kind_.lock_used));
+    else if (!write_locked() && (b1 == 0xA0 || b1 == 0xA8 || b1 == 0xA4)) write_fuse(b1 == 0xA0 ? 0 : b1 == 0xA8 ? 1 : 2, v);
+    return;
+  }
+  if ((b1 & 0xF9) == 0xF9) {
+    write_old_lock(b1);
+  } else if (kind_.fuses == fuse_layout::one_byte) {
+    if (b1 == 0xA0) write_fuse(0, v);
+  } else if ((b1 & 0xE0) == 0xA0 &&
+             (kind_.fuses == fuse_layout::old_combined || kind_.fuses == fuse_layout::old_separate)) {
+    // The old parts take the fuse bits from the low five bits of byte 1.
+    uint8_t bits = b1 & 0x1F & kind_.fuse_used[0];
+    write_fuse(0, uint8_t((state_.fuse[0] & ~(0x1F & kind_.fuse_used[0])) | bits));
+  }
+}
+
+// AC 80 00 00: FLASH and EEPROM (unless EESAVE is programmed) to 0xFF, lock bits cleared.
+void avr_chip::chip_erase() {
+  bool keep_eeprom = kind_.eesave_byte >= 0 && !(state_.fuse[kind_.eesave_byte] & (1u << kind_.eesave_bit));
+  std::fill(state_.flash.begin(), state_.flash.end(), 0xFF);
+  if (!keep_eeprom) std::fill(state_.eeprom.begin(), state_.eeprom.end(), 0xFF);
+  state_.lock = 0xFF;
+  ++state_.erase_cycles;
+  busy_op e;
+  e.kind = op_kind::erase;
+  start_op(std::move(e), kind_.erase_ms);
+  changed(chip_change::what::everything);
+}
+
+// 4D 00 e 00: the 128 KB bank of the FLASH instructions that follow.
+void avr_chip::load_extended_address(uint8_t b2) { ext_addr_ = b2; }
+
+// 40/48: into the page buffer on paged chips, else a byte write of its own.
+void avr_chip::load_or_write_flash_byte(uint32_t addr, uint8_t v) {
+  if (kind_.paged()) {
+    page_[addr & (kind_.page_bytes - 1)] = v;
+    return;
+  }
+  if (op_.kind != op_kind::none || write_locked()) return;
+  addr &= kind_.flash_bytes - 1;
+  busy_op w;
+  w.kind = op_kind::flash;
+  w.first = addr;
+  w.count = 1;
+  w.old.assign(1, state_.flash[addr]);
+  state_.flash[addr] &= v;  // FLASH cells only go from 1 to 0
+  start_op(std::move(w), kind_.flash_write_ms);
+  changed(chip_change::what::flash, addr, 1);
+}
+
+// 4C: the page buffer into the page of this word address, then the buffer is empty.
+void avr_chip::write_flash_page(uint32_t word) {
+  if (!kind_.paged() || op_.kind != op_kind::none || write_locked()) return;
+  const uint32_t base = (word << 1) & ~(kind_.page_bytes - 1) & (kind_.flash_bytes - 1);
+  busy_op w;
+  w.kind = op_kind::flash;
+  w.first = base;
+  w.count = kind_.page_bytes;
+  w.old.assign(state_.flash.begin() + base, state_.flash.begin() + base + kind_.page_bytes);
+  for (uint32_t i = 0; i < kind_.page_bytes; ++i) state_.flash[base + i] &= page_[i];
+  std::fill(page_.begin(), page_.end(), 0xFF);
+  start_op(std::move(w), kind_.flash_write_ms);
+  changed(chip_change::what::flash, base, kind_.page_bytes);
+}
+
+// C0: one EEPROM byte, erased and written.
+void avr_chip::write_eeprom_byte(uint32_t addr, uint8_t v) {
+  if (kind_.eeprom_bytes == 0 || op_.kind != op_kind::none || write_locked()) return;
+  addr &= kind_.eeprom_bytes - 1;
+  busy_op w;
+  w.kind = op_kind::eeprom;
+  w.first = addr;
+  w.count = 1;
+  w.old.assign(1, state_.eeprom[addr]);
+  state_.eeprom[addr] = v;
+  start_op(std::move(w), kind_.eeprom_write_ms);
+  changed(chip_change::what::eeprom, addr, 1);
 }
 
 }  // namespace vt

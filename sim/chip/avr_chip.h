@@ -1,7 +1,8 @@
 // The simulated AVR on its serial programming pins: SPI mode 0 bit by bit from
 // the line levels, the instruction set with its echoes, page buffer, write and
-// erase times on the real clock, lock bits and fuses. The bench drives it from
-// the emulated adapters; unit tests drive it directly through line_target.
+// erase times on the same modelled clock as the lines, lock bits and fuses.
+// The bench drives it from the emulated adapters; unit tests drive it directly
+// through line_target.
 #pragma once
 
 #include <cstdint>
@@ -13,13 +14,24 @@
 
 namespace vt {
 
+// What a started write, erase, fuse or lock write changes in the non-volatile
+// contents: a range of one memory, or the fuse and lock bytes with the values
+// they take when the write ends (a started write completes even when nobody
+// talks to the chip any more).
+struct chip_change {
+  enum class what : uint8_t { flash, eeprom, fuses_and_lock, everything } kind;
+  uint32_t first = 0, count = 0;        // flash / eeprom: the bytes
+  uint8_t fuse[3] = {0, 0, 0}, lock = 0;  // fuses_and_lock: the settled values
+};
+
 struct chip_options {
   double osc_hz = 0;        // the chip's clock; 0: its factory clock
   bool osc_xtal = false;    // clocked by the adapter's XTAL line instead
-  // Real time in ns for write and erase times; default CLOCK_MONOTONIC.
-  std::function<uint64_t()> real_ns;
   // Called with the four bytes of every instruction the chip framed, and its four reply bytes.
   std::function<void(const uint8_t in[4], const uint8_t out[4])> on_instruction;
+  // Called as soon as a write or erase begins, with the contents as they will
+  // be when it ends (the bench keeps them in a file that outlives the program).
+  std::function<void(const chip_state& s, const chip_change& c)> on_change;
 
   // Faults.
   bool never_answers = false;       // MISO is never driven
@@ -40,7 +52,7 @@ class avr_chip : public line_target {
   // The contents, with every write that has been started completed.
   const chip_state& state();
   const chip_kind& kind() const { return kind_; }
-  bool busy();
+  bool busy();  // at the time of the last line change or MISO read
   double clock_hz() const { return clock_hz_; }
   uint64_t instructions() const { return instructions_; }
 
@@ -55,7 +67,6 @@ class avr_chip : public line_target {
     uint8_t value = 0;                  // fuse or lock value to take effect at the end
   };
 
-  uint64_t real_now() const;
   void finish_busy(uint64_t now);
   bool is_busy(uint64_t now);
   void start_op(busy_op op, double ms);
@@ -67,6 +78,17 @@ class avr_chip : public line_target {
   void byte_done();
   uint8_t read_result();
   void execute();
+  void changed(chip_change::what kind, uint32_t first = 0, uint32_t count = 0);
+
+  // One function per instruction, called with the four bytes framed.
+  void programming_enable();
+  void erase_fuse_or_lock(uint8_t b1, uint8_t v);
+  void chip_erase();
+  void write_lock(uint8_t v);
+  void load_extended_address(uint8_t b2);
+  void load_or_write_flash_byte(uint32_t addr, uint8_t v);
+  void write_flash_page(uint32_t word);
+  void write_eeprom_byte(uint32_t addr, uint8_t v);
 
   uint8_t read_flash(uint32_t byte_addr, uint64_t now);
   uint8_t read_eeprom(uint32_t addr, uint64_t now);
@@ -82,6 +104,7 @@ class avr_chip : public line_target {
   chip_state state_;
   chip_options opt_;
   double clock_hz_;
+  uint64_t now_ = 0;                // modelled time of the last line change or MISO read
 
   // Lines.
   target_lines lines_;

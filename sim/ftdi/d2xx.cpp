@@ -49,6 +49,13 @@ d2xx_state& state() {
   return *the_state;
 }
 
+// One call of the program into the library: locked, and on the bench's clock.
+struct library_call {
+  explicit library_call(d2xx_state& s) : lock(s.lock) {}
+  std::lock_guard<std::mutex> lock;
+  bench::emulation_call call;
+};
+
 __attribute__((destructor)) void free_state() {
   delete the_state;
   the_state = nullptr;
@@ -84,7 +91,7 @@ ftdi_channel* channel_of(d2xx_state& s, FT_HANDLE h) {
 template <class F>
 FT_STATUS on_channel(FT_HANDLE handle, F&& body) {
   d2xx_state& s = state();
-  std::lock_guard<std::mutex> g(s.lock);
+  library_call g(s);
   ftdi_channel* c = channel_of(s, handle);
   if (!c) return FT_INVALID_HANDLE;
   return body(s, *c);
@@ -120,7 +127,7 @@ extern "C" {
 
 FT_STATUS FT_Open(int device_number, FT_HANDLE* handle) {
   d2xx_state& s = vt::state();
-  std::lock_guard<std::mutex> g(s.lock);
+  vt::library_call g(s);
   if (!handle) return FT_INVALID_PARAMETER;
   auto& b = vt::bus(s);
   if (device_number < 0 || size_t(device_number) >= b.size()) return FT_DEVICE_NOT_FOUND;
@@ -129,7 +136,7 @@ FT_STATUS FT_Open(int device_number, FT_HANDLE* handle) {
 
 FT_STATUS FT_OpenEx(void* arg, DWORD flags, FT_HANDLE* handle) {
   d2xx_state& s = vt::state();
-  std::lock_guard<std::mutex> g(s.lock);
+  vt::library_call g(s);
   if (!handle) return FT_INVALID_PARAMETER;
   if (flags != FT_OPEN_BY_SERIAL_NUMBER && flags != FT_OPEN_BY_DESCRIPTION && flags != FT_OPEN_BY_LOCATION)
     return FT_INVALID_PARAMETER;
@@ -154,7 +161,7 @@ FT_STATUS FT_OpenEx(void* arg, DWORD flags, FT_HANDLE* handle) {
 
 FT_STATUS FT_ListDevices(void* arg1, void* arg2, DWORD flags) {
   d2xx_state& s = vt::state();
-  std::lock_guard<std::mutex> g(s.lock);
+  vt::library_call g(s);
   auto& b = vt::bus(s);
   const DWORD what = flags & (FT_OPEN_BY_SERIAL_NUMBER | FT_OPEN_BY_DESCRIPTION | FT_OPEN_BY_LOCATION);
   auto put = [&](size_t index, void* dst) {
@@ -306,7 +313,7 @@ FT_STATUS FT_GetDeviceInfo(FT_HANDLE handle, FT_DEVICE* type, DWORD* id, char* s
 
 FT_STATUS FT_CreateDeviceInfoList(DWORD* number_of_devices) {
   d2xx_state& s = vt::state();
-  std::lock_guard<std::mutex> g(s.lock);
+  vt::library_call g(s);
   if (!number_of_devices) return FT_INVALID_PARAMETER;
   *number_of_devices = DWORD(vt::bus(s).size());
   return FT_OK;
@@ -314,7 +321,7 @@ FT_STATUS FT_CreateDeviceInfoList(DWORD* number_of_devices) {
 
 FT_STATUS FT_GetDeviceInfoList(FT_DEVICE_LIST_INFO_NODE* list, DWORD* number_of_devices) {
   d2xx_state& s = vt::state();
-  std::lock_guard<std::mutex> g(s.lock);
+  vt::library_call g(s);
   if (!list || !number_of_devices) return FT_INVALID_PARAMETER;
   auto& b = vt::bus(s);
   for (size_t k = 0; k < b.size(); ++k) {
@@ -336,7 +343,7 @@ FT_STATUS FT_GetDeviceInfoList(FT_DEVICE_LIST_INFO_NODE* list, DWORD* number_of_
 FT_STATUS FT_GetDeviceInfoDetail(DWORD index, DWORD* flags, DWORD* type, DWORD* id, DWORD* location,
                                  void* serial_number, void* description, FT_HANDLE* handle) {
   d2xx_state& s = vt::state();
-  std::lock_guard<std::mutex> g(s.lock);
+  vt::library_call g(s);
   auto& b = vt::bus(s);
   if (index >= b.size()) return FT_DEVICE_NOT_FOUND;
   const vt::channel_info& i = b[index]->info();
@@ -352,7 +359,7 @@ FT_STATUS FT_GetDeviceInfoDetail(DWORD index, DWORD* flags, DWORD* type, DWORD* 
 
 FT_STATUS FT_GetDriverVersion(FT_HANDLE handle, DWORD* version) {
   d2xx_state& s = vt::state();
-  std::lock_guard<std::mutex> g(s.lock);
+  vt::library_call g(s);
   if (!vt::channel_of(s, handle)) return FT_INVALID_HANDLE;
   if (!version) return FT_INVALID_PARAMETER;
   *version = vt::driver_version;
@@ -369,7 +376,7 @@ FT_STATUS FT_SetVIDPID(DWORD vid, DWORD pid) {
   // Devices with other IDs would become visible; the emulated ones keep the
   // factory IDs, which the library always lists.
   d2xx_state& s = vt::state();
-  std::lock_guard<std::mutex> g(s.lock);
+  vt::library_call g(s);
   s.vid = vid;
   s.pid = pid;
   return FT_OK;

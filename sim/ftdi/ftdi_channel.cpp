@@ -4,8 +4,8 @@
 // packet and runs in modelled time, so a transfer costs the longer of the two.
 // Answer bytes wait in the chip until a send immediate (0x87), a full packet
 // or the latency timer sends them; they reach the host one turn-around later.
-// A read that finds too few bytes waits its timeout (modelled, not slept,
-// unless --realtime).
+// A read that finds too few bytes waits its timeout on the modelled clock
+// (which --realtime makes the D2XX call last for real).
 #include "sim/ftdi/ftdi_channel.h"
 
 #include <algorithm>
@@ -19,10 +19,16 @@ namespace {
 // model gives up after this much modelled time and returns what it has.
 constexpr uint64_t forever_ns = 10000000000ull;
 constexpr uint64_t not_sent = UINT64_MAX;
+// A channel out of MPSSE mode is a UART: TXD (bit 0) idles high, RTS# (bit 2)
+// and DTR# (bit 4) are driven, inactive (high); RXD, CTS#, DSR#, DCD#, RI# and
+// the high byte are inputs.
+constexpr uint16_t uart_outputs = 0x0015;
 }  // namespace
 
 ftdi_channel::ftdi_channel(const channel_info& info, const ftdi_wiring& wiring)
-    : info_(info), wiring_(wiring), engine_(*this, info.chip) {}
+    : info_(info), wiring_(wiring), engine_(*this, info.chip) {
+  pins_changed(uart_outputs, uart_outputs);  // a UART from power-up
+}
 
 uint64_t ftdi_channel::now_ns() { return bench::now_ns(); }
 void ftdi_channel::advance_ns(uint64_t ns) { bench::advance_ns(ns); }
@@ -153,8 +159,12 @@ FT_STATUS ftdi_channel::set_bit_mode(uint8_t mask, uint8_t mode) {
   trace_event("bit mode", mode);
   mpsse_mode_ = mode == FT_BITMODE_MPSSE && info_.mpsse;
   // A channel without an MPSSE stays a UART: the request is accepted, nothing happens.
-  if (mpsse_mode_) engine_.reset();
-  else if (engine_.active()) engine_.release();
+  if (mpsse_mode_) {
+    engine_.reset();
+  } else if (engine_.active()) {
+    engine_.release();
+    pins_changed(uart_outputs, uart_outputs);  // the bit mode reset makes the channel a UART again
+  }
   return FT_OK;
 }
 

@@ -59,16 +59,20 @@ void emulated_port::write_control(uint8_t v) {
   update();
 }
 
-void emulated_port::frob_control(uint8_t mask, uint8_t val) {
+void emulated_port::write_control_ppdev(uint8_t v) {
   tick();
-  mask &= 0x0F;
-  control_ = uint8_t((control_ & ~mask) ^ (val & mask));
+  if (v & 0x20) control_ |= 0x20;
+  control_ = uint8_t((control_ & ~0x0F) | (v & 0x0F));
   update();
 }
 
-}  // namespace vt
-
-namespace vt {
+void emulated_port::frob_control(uint8_t mask, uint8_t val) {
+  tick();
+  if (mask & 0x20) control_ = uint8_t((val & 0x20) ? control_ | 0x20 : control_ & ~0x20);
+  mask &= 0x0F;
+  control_ = uint8_t((control_ & ~mask) | (val & mask));
+  update();
+}
 
 void emulated_port::set_data_input(bool input) {
   tick();

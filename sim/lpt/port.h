@@ -20,7 +20,11 @@ class emulated_port {
   uint8_t read_control_ppdev();  // as the kernel returns it: the four line bits
   void write_data(uint8_t v);
   void write_control(uint8_t v);  // all bits (direct I/O)
-  void frob_control(uint8_t mask, uint8_t val);  // the kernel's way: only the four line bits
+  // The kernel's way (parport_pc): the four line bits; a direction bit (0x20)
+  // in the value turns the data lines to input, and only PPDATADIR turns them back.
+  void write_control_ppdev(uint8_t v);
+  // PPFCONTROL: the four line bits under the mask; the direction bit in the mask sets the direction.
+  void frob_control(uint8_t mask, uint8_t val);
   void set_data_input(bool input);               // PPDATADIR: the data lines to input (reverse) or output
 
  private:

@@ -4,6 +4,8 @@
     run_cases.py --zindle BUILD/zindle [--vtarget BUILD/sim/vtarget] cases/FILE.py ...
 
 Ends with the line "N passed, N failed"; exit status 1 when any case failed.
+Every run under the virtual target uses its deterministic clock (a case may
+ask for --realtime in its options), so no result depends on the host's speed.
 """
 
 import argparse
@@ -15,6 +17,7 @@ import sys
 import tempfile
 
 sys.dont_write_bytecode = True
+CLOCK = ["--deterministic"]
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 from zindle_e2e import BANNER  # noqa: E402
 
@@ -43,7 +46,7 @@ def compare(expected, text):
 def run_steps(c, zindle, vtarget, work, state):
     """Runs the case's steps in order; None when each ended with its status, else what went wrong."""
     for number, s in enumerate(c.steps, 1):
-        command = [vtarget] + state + s.vtarget + ([] if s.args is None else ["--", zindle] + s.args)
+        command = [vtarget] + CLOCK + state + s.vtarget + ([] if s.args is None else ["--", zindle] + s.args)
         try:
             done = subprocess.run(command, cwd=work, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                                   stderr=subprocess.STDOUT, timeout=c.timeout)
@@ -70,13 +73,10 @@ def run_check(c, vtarget, work, state):
 
 
 def run_case(c, zindle, vtarget):
-    command = [zindle] + c.args
     if (c.steps or c.vtarget_state or c.check) and c.vtarget is None:
         return "steps, vtarget_state and check need vtarget options"
-    if c.vtarget is not None:
-        if vtarget is None:
-            return "needs the virtual target (--vtarget)"
-        command = [vtarget] + c.vtarget + ["--"] + command
+    if c.vtarget is not None and vtarget is None:
+        return "needs the virtual target (--vtarget)"
     checked = None
     with tempfile.TemporaryDirectory(prefix="zindle-e2e-") as work:
         for name, content in c.files.items():
@@ -84,7 +84,9 @@ def run_case(c, zindle, vtarget):
             with open(os.path.join(work, name), mode) as f:
                 f.write(content)
         state = ["--state", os.path.join(work, c.vtarget_state)] if c.vtarget_state else []
-        command[1:1] = state
+        command = [zindle] + c.args
+        if c.vtarget is not None:
+            command = [vtarget] + CLOCK + state + c.vtarget + ["--"] + command
         problem = run_steps(c, zindle, vtarget, work, state)
         if problem is not None:
             return problem

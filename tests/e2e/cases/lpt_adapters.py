@@ -112,6 +112,24 @@ CASES += [
          vtarget=vt("--lpt-cycle", "0.2", "--osc", "300k")),
 ]
 
+# A factory-new mega8 runs at 1 MHz. Told that it runs at twice that, zindle
+# makes SCK too fast and cannot synchronise; told the truth, it can. On the
+# parallel port (at 0.6 us per access, so that rounding up to whole port
+# writes cannot save the faster setting) and on an FT2232H, on the suite's
+# deterministic clock and with every access taking its time for real.
+for clock in ([], ["--realtime"]):
+    for port, options in ((PP, ["--lpt-cycle", "0.6"]), ("-aft2232h", ["--ftdi", "ft2232h"])):
+        for osc, status, outcome in (("-o2MHz", 40, expect("Can't resync\n", absent=[DETECTED])),
+                                     ("-o1MHz", 0, expect(DETECTED))):
+            CASES.append(case("mega8 at 1 MHz, %s, %s%s" % (osc, port, " realtime" if clock else ""),
+                              ["+mega8", osc, port], status, outcome, vtarget=clock + ["--osc", "1M"] + options))
+# The lock and fuse reads of a 90S4434 are the same instruction with the same
+# answer: both are in the trace, as one line with their count.
+CASES.append(case("identical instructions in a row are counted in the trace", ["+90S4434", PP], 0,
+                  expect("Chip not locked\n", "isp 58 00 00 00 -> 00 58 00 DF x2\n"), vtarget=vt("--chip", "90S4434")))
+CASES.append(case("exactly two clock periods per SCK phase are too few", ["+mega8", "-o2MHz", PP], 40,
+                  expect("Can't resync\n"), vtarget=["--osc", "1M"]))
+
 # A real program: erase, write and verify through ppdev, then verify again
 # through direct I/O on the saved chip, whose FLASH the virtual target exports.
 WORK = tempfile.mkdtemp(prefix="zindle-lpt-e2e-")

@@ -19,8 +19,9 @@ programming_ms = {}  # case label -> how long "Programming DATA memory" took
 
 
 def trace(work):
+    """The trace's lines as fields without the time stamp; the repeat count of an instruction ("x5") left out."""
     with open(os.path.join(work, "run.trace")) as f:
-        return [line.split()[1:] for line in f]
+        return [[w for w in line.split()[1:] if not re.fullmatch(r"x\d+", w)] for line in f]
 
 
 def eeprom_run(label, letters, compare_with=None):

@@ -1,5 +1,6 @@
 // Shared by the FTDI unit tests: capture of the program's messages, the exit
-// status a call ends with, and a recording ftdi_device standing in for a chip.
+// status a call ends with, and a recording ftdi_device standing in for a chip;
+// the adapter's waits pass on the test clock.
 #pragma once
 
 #include <cstring>
@@ -10,6 +11,7 @@
 #include "driver/messages.h"
 #include "ftdi/ftdi_device.h"
 #include "tests/unit/adapter/report_capture.h"
+#include "tests/unit/driver/fake_clock.h"
 
 // report() into a string while alive.
 typedef report_capture captured_output;

@@ -33,11 +33,10 @@ chip_bench::chip_bench(const char* kind_name, const char* requested, adapter_opt
   state.eeprom.resize(kind->eeprom_bytes, 0xFF);
   if (prepare) prepare(state);
   co.on_instruction = [this](const uint8_t in[4], const uint8_t*) { trace.push_back({in[0], in[1], in[2], in[3]}); };
-  // The chip's write timers run on the adapter's modelled clock.
-  co.real_ns = [this] { return adapter != nullptr ? adapter->now_ns : 0; };
   chip.reset(new vt::avr_chip(*kind, state, co));
   auto fresh = std::make_unique<line_adapter>(*chip, ao);
   adapter = fresh.get();
+  clock.reset(new clock_in_use(*adapter));
   current_adapter.replace(std::move(fresh));
 
   settings = run_settings();
@@ -53,6 +52,7 @@ chip_bench::chip_bench(const char* kind_name, const char* requested, adapter_opt
 }
 
 chip_bench::~chip_bench() {
+  clock.reset();
   current_adapter.reset();
   adapter = nullptr;
   msg_stream.stream = saved_stream;

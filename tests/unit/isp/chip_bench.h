@@ -1,7 +1,7 @@
 // A simulated chip behind the test line adapter, installed as the current
-// adapter, with the run settings and the chip-access state reset, the
-// messages captured (debug levels included) and the chip's own trace of
-// the instructions it framed.
+// adapter and as the clock of every timer, with the run settings and the
+// chip-access state reset, the messages captured (debug levels included) and
+// the chip's own trace of the instructions it framed.
 #pragma once
 
 #include <array>
@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "sim/chip/avr_chip.h"
+#include "tests/unit/driver/fake_clock.h"
 #include "tests/unit/isp/line_adapter.h"
 
 namespace isp_test {
@@ -45,6 +46,7 @@ struct chip_bench {
   std::unique_ptr<vt::avr_chip> chip;
   line_adapter* adapter = nullptr;  // owned by current_adapter
   std::vector<instruction> trace;
+  std::unique_ptr<clock_in_use> clock;  // the adapter's time under every timer
 
  private:
   char* captured = nullptr;

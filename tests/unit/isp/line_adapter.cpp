@@ -109,6 +109,16 @@ bool line_adapter::key_pressed() {
   return v;
 }
 
+time_value line_adapter::now() {
+  const uint64_t us = now_ns / 1000;
+  return {int32_t(us / 1000000), int32_t(us % 1000000)};
+}
+
+bool line_adapter::sleep(const timespec& want, timespec&) {
+  step(uint64_t(want.tv_sec) * 1000000000u + uint64_t(want.tv_nsec));
+  return true;
+}
+
 int line_adapter::count(const std::string& event) const {
   int n = 0;
   for (const auto& e : events) n += e == event;

@@ -1,6 +1,8 @@
 // A test adapter that bit-bangs SPI mode 0 onto a line_target (the chip
 // model) in modelled time, in block or byte mode, and logs its non-SPI
-// operations so tests can check waits, resets and pulses.
+// operations so tests can check waits, resets and pulses. Its modelled time is
+// also a clock for the program's timers, so polls, deadlines and sleeps run on
+// the chip's own clock.
 #pragma once
 
 #include <cstdint>
@@ -9,6 +11,7 @@
 #include <vector>
 
 #include "adapter/spi_adapter.h"
+#include "driver/clock_source.h"
 #include "sim/chip/line_target.h"
 
 namespace isp_test {
@@ -21,7 +24,7 @@ struct adapter_options {
   uint64_t half_ns = 25000;  // SCK half period: slow enough for every chip's clock
 };
 
-class line_adapter : public spi_adapter {
+class line_adapter : public spi_adapter, public clock_source {
  public:
   line_adapter(vt::line_target& target, adapter_options options);
 
@@ -45,6 +48,10 @@ class line_adapter : public spi_adapter {
   bool key_pressed() override;
   double sck_frequency() override { return 1e3 / double(2 * opt.half_ns); }
   const char* name() override { return "test line adapter"; }
+
+  // The timers' clock: a sleep lets the modelled time pass on the lines.
+  time_value now() override;
+  bool sleep(const timespec& want, timespec& rest) override;
 
   // Events other than SPI bytes: "reset on", "reset_pulse", "delay 6", "write_block 260", ...
   std::vector<std::string> events;

@@ -1,9 +1,9 @@
 // A parallel port that exists only in memory: it records every register write
 // (bursts byte by byte) into a log that outlives it, and answers status reads
 // from a queue or from a loop-back rule over the data and control registers.
+// Every access takes its cycle time on the test clock.
 #pragma once
 
-#include <chrono>
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "lpt/lpt_port.h"
+#include "tests/unit/driver/fake_clock.h"
 
 struct port_event {
   uint8_t reg;
@@ -39,6 +40,7 @@ class fake_lpt_port : public lpt_port {
   ~fake_lpt_port() override { log->destroyed = true; }
 
   uint8_t read(uint8_t reg) override {
+    access(1);
     if (reg == lpt_data) return data_reg;
     if (reg == lpt_control) return control_reg;
     if (!status_queue.empty()) {
@@ -49,21 +51,19 @@ class fake_lpt_port : public lpt_port {
     return loop_back ? loop_back(data_reg, control_reg) : 0;
   }
   void write(uint8_t reg, uint8_t value) override {
+    access(1);
     log->events.push_back({reg, value, false});
     if (reg == lpt_data) data_reg = value;
     if (reg == lpt_control) control_reg = value;
   }
   void write_block(const uint8_t* bytes, uint32_t count) override {
-    const auto start = std::chrono::steady_clock::now();
     for (uint32_t i = 0; i < count; ++i) log->events.push_back({lpt_data, bytes[i], true});
     if (count > 0) data_reg = bytes[count - 1];
-    // A port whose burst costs the same whatever its length: an infinitely fast
-    // port on any host, however slow the host's own bookkeeping is.
-    if (fixed_burst_us > 0)
-      while (std::chrono::steady_clock::now() - start < std::chrono::microseconds(fixed_burst_us)) {
-      }
+    if (fixed_burst_us > 0) test_clock().advance_ns(uint64_t(fixed_burst_us) * 1000);
+    else access(count);
   }
 
+  // A port whose burst takes the same time whatever its length (an infinitely fast port).
   int fixed_burst_us = 0;
 
   std::shared_ptr<port_log> log;
@@ -71,4 +71,7 @@ class fake_lpt_port : public lpt_port {
   uint8_t control_reg;
   std::deque<uint8_t> status_queue;
   std::function<uint8_t(uint8_t data, uint8_t control)> loop_back;
+
+ private:
+  void access(uint32_t n) { test_clock().advance_ns(uint64_t(double(cycle_time) * 1000.0 * n)); }
 };

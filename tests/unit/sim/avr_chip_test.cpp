@@ -15,21 +15,19 @@ using vt::chip_options;
 using vt::chip_state;
 using vt_test::isp_master;
 
-// A chip on a test bench with a hand-turned real clock.
+// A chip on a test bench; its write times run on the master's line clock.
 struct bench {
   explicit bench(const char* name, chip_options o = {}) {
     kind = vt::find_chip_kind(name);
     EXPECT_NE(kind, nullptr) << name;
-    o.real_ns = [this] { return real; };
     chip.reset(new avr_chip(*kind, chip_state::factory(*kind), o));
     m.reset(new isp_master(*chip));
     m->power_up();
   }
   const vt::chip_kind* kind = nullptr;
-  uint64_t real = 1000000;
   std::unique_ptr<avr_chip> chip;
   std::unique_ptr<isp_master> m;
-  void wait_ms(double ms) { real += uint64_t(ms * 1e6); }
+  void wait_ms(double ms) { m->step(uint64_t(ms * 1e6)); }
   uint32_t signature() {
     uint32_t s = 0;
     for (uint8_t i = 0; i < 3; ++i) s = (s << 8) | m->cmd(0x30, 0x00, i, 0x00)[3];
@@ -143,6 +141,41 @@ TEST(AvrChip, ValuesReadWhileBusy) {
     EXPECT_EQ(read(), r.late) << r.name;
     b.wait_ms(ms * 0.3);
     EXPECT_EQ(read(), 0x42) << r.name;
+  }
+}
+
+// The wait times of the chips' datasheets (serial programming: t_WD_FLASH for
+// a page, t_WD_EEPROM, t_WD_ERASE): RDY/BSY reads busy shortly before each
+// has passed and ready shortly after.
+TEST(AvrChip, WriteAndEraseTimesFromTheDatasheets) {
+  struct row {
+    const char* name;
+    double page_ms, eeprom_ms, erase_ms;
+  } rows[] = {
+      {"mega8", 4.5, 9.0, 9.0},     {"mega16", 4.5, 9.0, 9.0},     {"mega64", 4.5, 9.0, 9.0},
+      {"mega8515", 4.5, 9.0, 9.0},  {"mega168", 4.5, 3.6, 9.0},    {"mega328P", 2.6, 3.6, 10.5},
+      {"mega644P", 4.5, 9.0, 9.0},  {"mega1284P", 4.5, 9.0, 9.0},  {"mega2560", 4.5, 9.0, 9.0},
+      {"mega32U4", 4.5, 9.0, 9.0},  {"tiny13", 4.5, 4.0, 9.0},     {"tiny2313", 4.5, 4.0, 9.0},
+      {"tiny85", 4.5, 4.0, 9.0},    {"tiny84", 4.5, 4.0, 9.0},     {"tiny26", 4.5, 9.0, 9.0},
+  };
+  for (const row& r : rows) {
+    bench b(r.name);
+    ASSERT_EQ(b.m->enable(), 0x53) << r.name;
+    auto busy = [&] { return (b.m->cmd(0xF0, 0, 0xFF, 0)[3] & 1) != 0; };
+    // A poll answers 0.24 ms after it starts and takes 0.32 ms in all (10 us per bit).
+    auto lasts = [&](double ms, const char* what) {
+      b.wait_ms(ms - 0.35);
+      EXPECT_TRUE(busy()) << r.name << " " << what << " ends early";
+      b.wait_ms(0.7);
+      EXPECT_FALSE(busy()) << r.name << " " << what << " ends late";
+    };
+    b.load(1, 0x12);
+    b.write_page(0);
+    lasts(r.page_ms, "page write");
+    b.write_eeprom(1, 0x34);
+    lasts(r.eeprom_ms, "EEPROM write");
+    b.m->cmd(0xAC, 0x80, 0, 0);
+    lasts(r.erase_ms, "chip erase");
   }
 }
 

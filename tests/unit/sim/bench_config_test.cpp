@@ -8,7 +8,7 @@ namespace {
 TEST(BenchConfig, RoundTrip) {
   vt::bench_config c;
   c.chip = "tiny2313";
-  c.state_file = "/tmp/a b.state";
+  c.chip_image = "/tmp/a b.image";
   c.wiring = "map";
   c.wiring_map = "mosi=ADBUS1:reset=~ACBUS2";
   c.power_from_adapter = true;
@@ -17,7 +17,7 @@ TEST(BenchConfig, RoundTrip) {
   c.osc_hz = 3686400;
   c.lpt_cycle_us = 0.5;
   c.usb_latency_us = 125;
-  c.realtime = true;
+  c.clock = vt::clock_mode::deterministic;
   c.faults.push_back(vt::parse_fault("usb-read-error=3"));
   c.faults.push_back(vt::parse_fault("no-ftdi"));
   c.trace_file = "t\\x";
@@ -26,7 +26,8 @@ TEST(BenchConfig, RoundTrip) {
   std::string error;
   ASSERT_TRUE(vt::parse_config(vt::format_config(c), r, error)) << error;
   EXPECT_EQ(r.chip, c.chip);
-  EXPECT_EQ(r.state_file, c.state_file);
+  EXPECT_EQ(r.chip_image, c.chip_image);
+  EXPECT_EQ(r.clock, vt::clock_mode::deterministic);
   EXPECT_EQ(r.wiring_map, c.wiring_map);
   EXPECT_TRUE(r.power_from_adapter);
   ASSERT_EQ(r.ftdi.size(), 2u);
@@ -41,6 +42,7 @@ TEST(BenchConfig, RoundTrip) {
   EXPECT_EQ(r.trace_file, "t\\x");
   EXPECT_EQ(r.key_press_ms, 10);
   EXPECT_FALSE(vt::parse_config("bogus=1\n", r, error));
+  EXPECT_FALSE(vt::parse_config("clock=fast\n", r, error));
 }
 
 }  // namespace

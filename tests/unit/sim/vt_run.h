@@ -1,5 +1,5 @@
-// Running vtarget and its plain clients from the bench tests: a command's exit
-// status and combined output, and a file's contents.
+// Running vtarget and its plain clients from the bench tests: the command, its
+// exit status and combined output, and a file's contents.
 #pragma once
 
 #include <sys/wait.h>
@@ -26,6 +26,12 @@ inline result run_command(const std::string& command) {
   const int st = pclose(p);
   r.status = WIFEXITED(st) ? WEXITSTATUS(st) : -1;
   return r;
+}
+
+// vtarget as the suite runs it: on its deterministic clock, so that no result
+// depends on the host's speed (options given later may choose another clock).
+inline std::string vtarget_command(const std::string& bin_dir, const std::string& options) {
+  return bin_dir + "/vtarget --deterministic " + options;
 }
 
 inline std::string read_file(const std::string& path) {

@@ -17,7 +17,8 @@ using vt_test::read_file;
 using vt_test::result;
 
 result run(const std::string& vtarget_args, const std::string& client_args) {
-  return vt_test::run_command(bin + "/vtarget " + vtarget_args + " -- " + bin + "/vt_lpt_client " + client_args);
+  return vt_test::run_command(vt_test::vtarget_command(bin, vtarget_args) + " -- " + bin + "/vt_lpt_client " +
+                              client_args);
 }
 
 std::string temp(const std::string& name) { return ::testing::TempDir() + "vtarget_test_" + name; }
@@ -57,6 +58,24 @@ TEST(Vtarget, PlainClientReadsTheSignature) {
       {"--chip 86RF401", "ppdev /dev/parport0 sig", "echo 00\nsignature 000000\n"},
       {"--chip mega8 --osc 700k", "ppdev /dev/parport0 sig", "echo 53\nsignature 1E9307\n"},
       {"--chip mega8 --osc 600k", "ppdev /dev/parport0 sig", "echo 00\nsignature 000000\n"},
+      // A factory-new mega8 runs at 1 MHz: SCK phases must last more than 2 us,
+      // made of port writes (1 us each) or of a write and a real-time wait; on
+      // the host's clock the program's own waits reach the chip as they are.
+      {"--wiring stk200", "--wiring stk200 ppdev /dev/parport0 sig", "echo 53\nsignature 1E9307\n"},
+      {"--wiring stk200", "--wiring stk200 --phase 2 ppdev /dev/parport0 sig", "echo 00\nsignature 000000\n"},
+      {"--wiring stk200", "--wiring stk200 --phase 1 --wait nanosleep ppdev /dev/parport0 sig",
+       "echo 00\nsignature 000000\n"},
+      {"--wiring stk200", "--wiring stk200 --phase 2 --wait clock_gettime ppdev /dev/parport0 sig",
+       "echo 53\nsignature 1E9307\n"},
+      {"--clock host --wiring stk200", "--wiring stk200 --phase 5 --wait nanosleep ppdev /dev/parport0 sig",
+       "echo 53\nsignature 1E9307\n"},
+      {"--clock host --wiring stk200", "--wiring stk200 --phase 5 --wait gettimeofday io 378 sig",
+       "echo 53\nsignature 1E9307\n"},
+      // The control register's direction bit turns the data lines to input, as
+      // the kernel's parport_pc does even through PPWCONTROL.
+      {"", "--control 04 ppdev /dev/parport0 sig", "echo 53\nsignature 1E9307\n"},
+      {"", "--control 24 ppdev /dev/parport0 sig", "echo FF\nsignature FFFFFF\n"},
+      {"", "--control 24 io 278 sig", "echo FF\nsignature FFFFFF\n"},
   };
   for (const row& r : rows) {
     result res = run(r.vt, r.client);
@@ -75,8 +94,9 @@ TEST(Vtarget, StateCarriesOverAndTraceIsDeterministic) {
   std::remove(state.c_str());
   result b = run("--state " + state + " --trace " + t2, "ppdev /dev/parport0 program 3");
   EXPECT_EQ(b.status, 0);
-  std::string e1 = events(read_file(t1));
-  EXPECT_EQ(e1, events(read_file(t2)));
+  // Line for line and time stamp for time stamp.
+  EXPECT_EQ(read_file(t1), read_file(t2));
+  const std::string e1 = events(read_file(t1));
   EXPECT_NE(e1.find("isp AC 53 00 00 -> 00 AC 53 00\n"), std::string::npos);
   EXPECT_NE(e1.find("isp 4C 0F E0 00 -> E4 4C 0F E0\n"), std::string::npos) << "last page written";
   // The client's static destructor drops the lines after main: still traced, before the final state.
@@ -94,8 +114,26 @@ TEST(Vtarget, StateCarriesOverAndTraceIsDeterministic) {
   for (const auto& f : {state, out, t1, t2}) std::remove(f.c_str());
 }
 
+TEST(Vtarget, RealTimeWaitsProgramAFactoryNewMega8) {
+  result r = run("--wiring stk200", "--wiring stk200 --phase 5 --wait nanosleep ppdev /dev/parport0 program 5");
+  EXPECT_EQ(r.status, 0);
+  EXPECT_EQ(r.out, "echo 53\nsignature 1E9307\nverify ok\n");
+}
+
+TEST(Vtarget, RealtimeSaysWhenTheHostFallsBehind) {
+  // No host delivers a trapped port instruction in 10 ns.
+  result r = run("--realtime --lpt-cycle 0.01", "io 378 sig");
+  EXPECT_NE(r.out.find("vtarget: the host could not keep up with --realtime: "), std::string::npos) << r.out;
+}
+
+TEST(Vtarget, ShowsTheLockThatAFaultPuts) {
+  const std::string shown = vt_test::run_command(bin + "/vtarget --chip mega8 --fault locked=write --show").out;
+  EXPECT_NE(shown.find("lock: FE (write protected)\n"), std::string::npos) << shown;
+}
+
 TEST(Vtarget, UsageErrors) {
-  for (const char* args : {"--chip mega9", "--wiring nosuch", "--wiring map:mosi=D9", "--fault bogus", "--ftdi ft9999", "--osc fast"}) {
+  for (const char* args : {"--chip mega9", "--wiring nosuch", "--wiring map:mosi=D9", "--fault bogus", "--ftdi ft9999", "--osc fast",
+                           "--clock fast"}) {
     EXPECT_EQ(vt_test::run_command(bin + "/vtarget " + args).status, 2) << args;
   }
 }

@@ -69,6 +69,7 @@ void in_child(const vt::bench_config& cfg, const std::function<void()>& body) {
 
 vt::bench_config with_ftdi(std::vector<std::string> types) {
   vt::bench_config c;
+  c.clock = vt::clock_mode::deterministic;  // the modelled times do not depend on the host
   c.emulate_lpt = false;
   for (auto& t : types) c.ftdi.push_back({t, false, "", false, ""});
   return c;

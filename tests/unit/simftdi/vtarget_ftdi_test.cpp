@@ -17,7 +17,7 @@ using vt_test::result;
 using vt_test::run_command;
 
 result vtarget(const std::string& args, const std::string& client_args) {
-  return run_command(bin + "/vtarget " + args + " -- " + bin + "/vt_ftdi_client " + client_args);
+  return run_command(vt_test::vtarget_command(bin, args) + " -- " + bin + "/vt_ftdi_client " + client_args);
 }
 
 TEST(VtargetFtdi, ClientsReachTheChipOrSeeTheFault) {
