@@ -54,11 +54,13 @@ extern const int chip_count;  // 112
 
 bool chip_name_matches(const char* name, const char* names);
 int find_chip(const char* name);
-int current_chip_index();
-const chip_desc& current_chip();
 const char* chip_display_name(int index);
-int flash_size();
-int eeprom_size();
-int flash_data_size();
-void sck_timing(int& low_clocks, int& high_clocks);
+
+// The shortest SCK low and high times the chip accepts, in oscillator periods
+// of the target (times the -x divider of the adapter's clock output).
+struct sck_clocks {
+  int low = 2;
+  int high = 2;
+};
+sck_clocks chip_sck_clocks(const chip_desc& chip, uint32_t clock_frequency, uint32_t xtal_divider);
 const char* fuse_byte_name(int index);

@@ -27,6 +27,13 @@ void take_chip_name(const char* argument) {
   settings.requested_chip = name;
 }
 
+// -c/-d file names: one file per memory.
+void set_memory_file(int kind, const char* name) {
+  const char*& slot = kind == mem_code ? settings.code_file : settings.data_file;
+  if (slot != nullptr) fail(status_usage, "\tCan't use two files for %s\n%s\n%s\n", memory_kind_name(kind), slot, name);
+  slot = name;
+}
+
 void take_bare_file(const char* name) {
   if (settings.code_file == nullptr) {
     settings.code_file = name;

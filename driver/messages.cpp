@@ -4,8 +4,6 @@
 #include <cstdarg>
 #include <cstring>
 
-#include "driver/settings.h"
-
 message_stream::message_stream() : stream(stdout), threshold(2) {
   setvbuf(stdout, nullptr, _IONBF, 0);
 }
@@ -57,15 +55,6 @@ void fail_file_name_required(char letter) {
 void fail_cant_fit(const char* what, int kind) {
   report(0, "Can't fit %s in %s\n", what, memory_kind_name(kind));
   throw app_error(status_data);
-}
-
-void set_memory_file(int kind, const char* name) {
-  const char*& slot = kind == mem_code ? settings.code_file : settings.data_file;
-  if (slot != nullptr) {
-    report(0, "\tCan't use two files for %s\n%s\n%s\n", memory_kind_name(kind), slot, name);
-    throw app_error(status_usage);
-  }
-  slot = name;
 }
 
 void fail_invalid_value(char letter, const char* value) {

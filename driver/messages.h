@@ -59,7 +59,6 @@ extern const char* const help_hint;  // "For short help type\n\tzindle -h"
 FILE* open_file_or_fail(const char* path, const char* mode);
 [[noreturn]] void fail_file_name_required(char letter);
 [[noreturn]] void fail_cant_fit(const char* what, int kind);
-void set_memory_file(int kind, const char* name);
 [[noreturn]] void fail_invalid_value(char letter, const char* value);
 [[noreturn]] void fail_value_required(const char* switch_text);
 [[noreturn]] void fail_sync_lost();

@@ -5,6 +5,7 @@
 #include <new>
 
 #include "adapter/spi_adapter.h"
+#include "driver/adapter_key.h"
 #include "driver/banner.h"
 #include "driver/command_line.h"
 #include "driver/messages.h"
@@ -12,9 +13,10 @@
 #include "driver/settings.h"
 #include "driver/signals.h"
 #include "driver/timer.h"
-#include "image/input_files.h"
+#include "isp/current_chip.h"
 #include "isp/power.h"
 #include "lpt/create_adapter.h"
+#include "programming/input_files.h"
 #include "programming/run_programming.h"
 
 namespace {
@@ -33,13 +35,13 @@ void echo_command(int argc, char** argv) {
 
 void start_job() {
   if (settings.wait_key_early) {
-    create_adapter(settings.adapter_text, settings.port_text);
+    create_adapter(settings.adapter_text, settings.port_text, current_adapter_options());
     wait_adapter_key();
     load_input_files();
     power_up();
   } else {
     load_input_files();
-    create_adapter(settings.adapter_text, settings.port_text);
+    create_adapter(settings.adapter_text, settings.port_text, current_adapter_options());
     power_up();
     if (settings.wait_key) wait_adapter_key();
   }

@@ -1,6 +1,5 @@
 // Termination signals (SIGINT, SIGQUIT, SIGTERM, SIGHUP) only set a flag; the
-// loops over chip memory call check_terminated() between instructions. Also
-// the debounced wait for the adapter's push-button.
+// loops over chip memory call check_terminated() between instructions.
 #pragma once
 
 // From the start of the program: output to a closed pipe or past the file-size
@@ -10,5 +9,3 @@ void ignore_output_signals();
 
 void check_terminated();
 const char* signal_name();
-bool read_key_stable();
-void wait_adapter_key();

@@ -1,6 +1,7 @@
 #include "isp/chip_timing.h"
 
 #include "devices/chip_desc.h"
+#include "isp/current_chip.h"
 #include "isp/isp_chip.h"
 #include "isp/memory_write.h"
 

@@ -4,6 +4,7 @@
 #include "devices/chip_desc.h"
 #include "driver/messages.h"
 #include "driver/signals.h"
+#include "isp/current_chip.h"
 #include "isp/fuse_field.h"
 #include "isp/isp_exchange.h"
 

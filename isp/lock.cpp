@@ -3,6 +3,7 @@
 #include "adapter/spi_adapter.h"
 #include "devices/chip_desc.h"
 #include "driver/messages.h"
+#include "isp/current_chip.h"
 #include "isp/isp_chip.h"
 #include "isp/isp_exchange.h"
 

@@ -6,6 +6,7 @@
 #include "devices/chip_desc.h"
 #include "driver/messages.h"
 #include "driver/signals.h"
+#include "isp/current_chip.h"
 #include "isp/isp_chip.h"
 #include "isp/isp_exchange.h"
 

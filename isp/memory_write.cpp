@@ -4,6 +4,7 @@
 #include "devices/chip_desc.h"
 #include "driver/messages.h"
 #include "driver/settings.h"
+#include "isp/current_chip.h"
 #include "isp/isp_chip.h"
 #include "isp/isp_exchange.h"
 #include "isp/memory_read.h"

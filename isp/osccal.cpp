@@ -2,6 +2,7 @@
 
 #include "devices/chip_desc.h"
 #include "driver/signals.h"
+#include "isp/current_chip.h"
 #include "isp/isp_chip.h"
 #include "isp/isp_exchange.h"
 

@@ -6,6 +6,7 @@
 #include "driver/settings.h"
 #include "driver/signals.h"
 #include "driver/timer.h"
+#include "isp/current_chip.h"
 #include "isp/isp_chip.h"
 #include "isp/isp_exchange.h"
 #include "isp/memory_read.h"

@@ -11,9 +11,9 @@ bool is_ftdi_adapter_name(const char* adapter_text) {
          (strncasecmp(adapter_text, "ft2232", 6) == 0 || strncasecmp(adapter_text, "ft4232h", 7) == 0);
 }
 
-void create_adapter(const char* adapter_text, const char* port_text) {
+void create_adapter(const char* adapter_text, const char* port_text, const adapter_options& options) {
   std::unique_ptr<spi_adapter> fresh = is_ftdi_adapter_name(adapter_text)
-                                           ? create_ft2232_adapter(adapter_text, port_text)
-                                           : create_lpt_adapter(adapter_text, port_text);
+                                           ? create_ft2232_adapter(adapter_text, port_text, options)
+                                           : create_lpt_adapter(adapter_text, port_text, options);
   current_adapter.replace(std::move(fresh));
 }

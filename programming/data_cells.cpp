@@ -7,6 +7,7 @@
 #include "driver/messages.h"
 #include "driver/settings.h"
 #include "image/memory_images.h"
+#include "isp/current_chip.h"
 #include "isp/isp_chip.h"
 
 namespace {

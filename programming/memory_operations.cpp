@@ -8,6 +8,7 @@
 #include "driver/signals.h"
 #include "driver/timer.h"
 #include "image/mem_image.h"
+#include "isp/current_chip.h"
 #include "isp/isp_chip.h"
 #include "isp/memory_read.h"
 #include "isp/memory_write.h"

@@ -9,6 +9,7 @@
 #include "image/memory_images.h"
 #include "isp/chip_erase.h"
 #include "isp/chip_timing.h"
+#include "isp/current_chip.h"
 #include "isp/fuses.h"
 #include "isp/identify.h"
 #include "isp/isp_chip.h"

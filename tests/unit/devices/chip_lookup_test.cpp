@@ -3,6 +3,7 @@
 
 #include "devices/chip_desc.h"
 #include "driver/settings.h"
+#include "isp/current_chip.h"
 #include "isp/isp_chip.h"
 
 namespace {

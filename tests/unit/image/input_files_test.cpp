@@ -1,4 +1,5 @@
-#include "image/input_files.h"
+#include "image/flash_overflow.h"
+#include "programming/input_files.h"
 
 #include <gtest/gtest.h>
 
@@ -8,6 +9,7 @@
 #include "devices/chip_desc.h"
 #include "driver/settings.h"
 #include "image/memory_images.h"
+#include "isp/current_chip.h"
 #include "image_test_support.h"
 
 namespace {

@@ -4,6 +4,7 @@
 
 #include <csignal>
 
+#include "driver/adapter_key.h"
 #include "driver/settings.h"
 #include "driver/signals.h"
 #include "isp/isp_chip.h"

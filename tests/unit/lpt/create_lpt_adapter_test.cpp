@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "isp/current_chip.h"
 #include "lpt/create_adapter.h"
 #include "lpt/lpt_adapter.h"
 #include "lpt/lpt_port_option.h"
@@ -58,7 +59,7 @@ factory_run run(const char* adapter_text, const run_options& o = {}, const char*
     return port;
   };
   try {
-    r.adapter = create_lpt_adapter(adapter_text, port_text, opener);
+    r.adapter = create_lpt_adapter(adapter_text, port_text, current_adapter_options(), opener);
   } catch (const app_error& e) {
     r.code = e.code;
   }

@@ -1,9 +1,4 @@
-#include "image/input_files.h"
-
-#include "devices/chip_desc.h"
-#include "driver/settings.h"
-#include "image/hex_file.h"
-#include "image/memory_images.h"
+#include "image/flash_overflow.h"
 
 void move_flash_overflow(mem_image& code, mem_image& data, int32_t flash_bytes) {
   const data_block* top = code.last();
@@ -27,14 +22,4 @@ void move_flash_overflow(mem_image& code, mem_image& data, int32_t flash_bytes) 
     }
     block = following;
   }
-}
-
-void load_input_files() {
-  if ((settings.write_flags & write_flag_write) != 0 || settings.verify) {
-    if (settings.code_file != nullptr) hex_read(code_image, settings.code_file);
-    if (settings.data_file != nullptr) hex_read(data_image, settings.data_file);
-  }
-  // A run without a chip only lists devices: there is no FLASH size to split at.
-  if (settings.split_code_file && !code_image.empty() && current_chip_index() >= 0)
-    move_flash_overflow(code_image, data_image, flash_size());
 }
