@@ -1,6 +1,9 @@
 #include "adapter/spi_adapter.h"
 
+#include "driver/process_state.h"
+
 adapter_holder current_adapter;
+const process_state_reset reset_current_adapter{[] { current_adapter.reset(); }};
 
 spi_adapter::~spi_adapter() = default;
 

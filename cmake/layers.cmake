@@ -11,7 +11,7 @@
 set(ZINDLE_LAYERS base devices image adapter isp ftdi lpt programming driver)
 
 # Messages and errors, timers, run settings, signals, privileges, configuration search.
-set(ZINDLE_LAYER_base_MEMBERS driver/messages driver/timer driver/clock_source driver/settings
+set(ZINDLE_LAYER_base_MEMBERS driver/process_state driver/messages driver/timer driver/clock_source driver/settings
     driver/signals driver/privileges driver/config_path)
 set(ZINDLE_LAYER_base_USES "")
 set(ZINDLE_LAYER_devices_MEMBERS devices/)

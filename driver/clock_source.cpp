@@ -4,6 +4,8 @@
 
 #include <cerrno>
 
+#include "driver/process_state.h"
+
 namespace {
 
 class system_clock_source : public clock_source {
@@ -27,3 +29,4 @@ clock_source::~clock_source() = default;
 clock_source& system_clock() { return the_system_clock; }
 
 clock_source* timer_clock = &the_system_clock;
+const process_state_reset reset_timer_clock{[] { timer_clock = &the_system_clock; }};

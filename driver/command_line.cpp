@@ -279,13 +279,6 @@ void parse_switch_group(int& index, int argc, char** argv) {
 
 }  // namespace
 
-void reset_command_line_state() {
-  settings = run_settings{};
-  special_commands = special_cells{};
-  isp_chip.reset_inactive_time = isp_chip_state{}.reset_inactive_time;
-  msg_stream.threshold = 2;
-}
-
 void parse_command_line(int argc, char** argv) {
   for (int index = 1; index < argc; ++index) {
     const char* argument = argv[index];

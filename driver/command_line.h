@@ -1,11 +1,7 @@
 // The command line: switches, chip name and file names into the run settings,
 // then the check that the combination asks for a sensible job. Used by the
-// program entry; tests call it repeatedly after reset_command_line_state().
+// program entry; tests call it repeatedly after reset_process_state().
 #pragma once
-
-// Everything the parser writes back to its start value: the run settings, the
-// special data commands, the inactive reset time and the message threshold.
-void reset_command_line_state();
 
 // Parses argv[1] .. argv[argc - 1] in order into the settings. The first bad
 // argument is reported and thrown (app_error 70); -h/-? print the help and

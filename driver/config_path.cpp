@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "driver/messages.h"
+#include "driver/process_state.h"
 
 namespace {
 
@@ -16,6 +17,7 @@ const size_t program_dir_size = 4096;
 enum class dir_state { unknown, not_found, found };
 dir_state program_dir_state = dir_state::unknown;
 char program_dir_buffer[program_dir_size];
+const process_state_reset reset_program_dir{[] { program_dir_state = dir_state::unknown; }};
 
 void copy_cut(char* out, size_t out_size, const char* text) {
   size_t length = strlen(text);

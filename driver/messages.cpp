@@ -4,11 +4,17 @@
 #include <cstdarg>
 #include <cstring>
 
+#include "driver/process_state.h"
+
 message_stream::message_stream() : stream(stdout), threshold(2) {
   setvbuf(stdout, nullptr, _IONBF, 0);
 }
 
 message_stream msg_stream;
+const process_state_reset reset_messages{[] {
+  msg_stream.stream = stdout;
+  msg_stream.threshold = 2;
+}};
 
 const char* const help_hint = "For short help type\n\tzindle -h";
 

@@ -3,6 +3,7 @@
 #include <csignal>
 
 #include "driver/messages.h"
+#include "driver/process_state.h"
 
 namespace {
 
@@ -10,6 +11,10 @@ namespace {
 volatile sig_atomic_t terminate_requested = 0;
 volatile sig_atomic_t last_signal = 0;
 bool installed = false;
+const process_state_reset reset_signals{[] {
+  terminate_requested = 0;
+  last_signal = 0;
+}};
 
 const int handled_signals[] = {SIGQUIT, SIGINT, SIGTERM, SIGHUP};  // a closed terminal too
 

@@ -3,6 +3,8 @@
 #include <cstdio>
 #include <ctime>
 
+#include "driver/process_state.h"
+
 namespace {
 
 time_value now() { return timer_clock->now(); }
@@ -23,6 +25,7 @@ char shared_buffer[128];
 }  // namespace
 
 timer operation_timer;
+const process_state_reset reset_operation_timer{[] { operation_timer = timer{}; }};
 
 timer::~timer() = default;
 

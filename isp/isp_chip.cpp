@@ -1,5 +1,6 @@
 #include "isp/isp_chip.h"
 
+#include "driver/process_state.h"
 #include "isp/memory_write.h"
 
 namespace {
@@ -12,3 +13,4 @@ isp_chip_state initial_chip_state() {
 }  // namespace
 
 isp_chip_state isp_chip = initial_chip_state();
+const process_state_reset reset_isp_chip{[] { isp_chip = initial_chip_state(); }};

@@ -10,9 +10,11 @@
 #include <vector>
 
 #include "driver/messages.h"
+#include "driver/process_state.h"
 #include "image/hex_bytes.h"
 
 special_cells special_commands;
+const process_state_reset reset_special_commands{[] { special_commands = special_cells{}; }};
 
 namespace {
 

@@ -4,6 +4,7 @@
 
 #include "devices/chip_desc.h"
 #include "driver/messages.h"
+#include "driver/process_state.h"
 #include "driver/settings.h"
 #include "driver/signals.h"
 #include "driver/timer.h"
@@ -26,6 +27,7 @@ struct operation_state {
   bool verify_ok = true;
 };
 operation_state op;
+const process_state_reset reset_operation{[] { op = operation_state{}; }};
 
 constexpr int flash_run = 512;
 constexpr int eeprom_run = 32;

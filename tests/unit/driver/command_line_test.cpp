@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "driver/messages.h"
+#include "driver/process_state.h"
 #include "driver/settings.h"
 #include "isp/isp_chip.h"
 #include "programming/cell_commands.h"
@@ -29,13 +30,13 @@ struct outcome {
 
 class CommandLine : public ::testing::Test {
  protected:
-  void SetUp() override { reset_command_line_state(); }
-  void TearDown() override { reset_command_line_state(); }
+  void SetUp() override { reset_process_state(); }
+  void TearDown() override { reset_process_state(); }
 
   // Runs the parser (and optionally the combination check) on the arguments,
   // capturing everything reported.
   outcome run(const std::vector<std::string>& args, bool check = false) {
-    reset_command_line_state();
+    reset_process_state();
     std::vector<char*> argv;
     argv.push_back(keep("zindle"));
     for (const auto& a : args) argv.push_back(keep(a));
@@ -185,7 +186,7 @@ TEST_F(CommandLine, DebugSwitchRaisesTheThresholdOnly) {
   expect_same(run_settings{}, settings, "-%");
   EXPECT_FALSE(run({"-%%"}).stopped);
   EXPECT_EQ(msg_stream.threshold, 4);
-  reset_command_line_state();
+  reset_process_state();
   EXPECT_EQ(msg_stream.threshold, 2);
 }
 
