@@ -31,6 +31,32 @@ enum chip_flag : uint32_t {
   chip_list_new_line = 0x8000,
 };
 
+// Write polling usable for a memory (the waiting itself is in the chip-access layer).
+enum class poll_kind : uint8_t {
+  none = 0,       // always wait the full write delay
+  not_00_ff = 1,  // data polling; 0x00 and 0xFF cannot be polled
+  not_7f_80 = 2,  // data polling; 0x7F and 0x80 cannot be polled
+  not_7f = 3,     // data polling; 0x7F cannot be polled
+  not_ff = 4,     // data polling; 0xFF cannot be polled
+  rdy_bsy = 5,    // RDY/BSY polling with the Poll instruction (0xF0)
+};
+
+// How the lock bits are read and written.
+enum class lock_kind : uint8_t {
+  unreadable = 0,  // lock state unknown
+  bits_7_6 = 1,    // LB1, LB2 are bits 7 and 6 of the Read Lock reply
+  bits_1_2 = 2,    // LB1, LB2 are bits 1 and 2
+  bits_0_1 = 3,    // LB1, LB2 are bits 0 and 1; written with 0xAC 0xE0
+};
+
+// How the fuses are read and written.
+enum class fuse_kind : uint8_t {
+  none = 0,     // no ISP-accessible fuses
+  byte_58 = 1,  // one fuse byte, read with 0x58
+  byte_50 = 2,  // one fuse byte, read with 0x50
+  bytes_4 = 3,  // separate low, high, extended and lock bytes
+};
+
 struct chip_desc {
   const char* name;        // aliases joined by '|', no "AT"
   uint32_t signature;      // bytes 0,1,2 in bits 23..16, 15..8, 7..0
@@ -38,14 +64,14 @@ struct chip_desc {
   int flash_size;          // bytes
   int flash_page_size;     // bytes, 0 = byte-wise writing
   int flash_write_delay;   // ms
-  int flash_poll;          // polling method 0..5
+  poll_kind flash_poll;
   int eeprom_size;         // bytes
   int eeprom_write_delay;  // ms
-  int eeprom_poll;         // polling method 0..5
+  poll_kind eeprom_poll;
   int osccal_count;        // 0..4
   uint32_t flags;          // chip_flag bits
-  uint8_t lock_type;       // 0..3
-  uint8_t fuse_type;       // 0..3
+  lock_kind lock_type;
+  fuse_kind fuse_type;
   const fuse_desc* const* fuses;  // null or four lists (_LOCK, _LOW, _HIGH, _EXT)
 };
 

@@ -3,1937 +3,571 @@
 // is written byte by byte. Signatures hold the bytes at signature addresses
 // 0, 1 and 2 from the top down; 0x1E is Atmel.
 #include "devices/chip_desc.h"
+#include "devices/chip_record.h"
 #include "devices/fuse_sets.h"
 
-namespace {
-
-// Write polling usable for a memory (the waiting itself is in the chip-access layer).
-constexpr int no_poll = 0;         // always wait the full write delay
-constexpr int poll_not_00_ff = 1;  // data polling; 0x00 and 0xFF cannot be polled
-constexpr int poll_not_7f_80 = 2;  // data polling; 0x7F and 0x80 cannot be polled
-constexpr int poll_not_7f = 3;     // data polling; 0x7F cannot be polled
-constexpr int poll_not_ff = 4;     // data polling; 0xFF cannot be polled
-constexpr int poll_rdy_bsy = 5;    // RDY/BSY polling with the Poll instruction (0xF0)
-
-// How the lock bits are read and written.
-constexpr uint8_t lock_unreadable = 0;  // lock state unknown
-constexpr uint8_t lock_bits_7_6 = 1;    // LB1, LB2 are bits 7 and 6 of the Read Lock reply
-constexpr uint8_t lock_bits_1_2 = 2;    // LB1, LB2 are bits 1 and 2
-constexpr uint8_t lock_bits_0_1 = 3;    // LB1, LB2 are bits 0 and 1; written with 0xAC 0xE0
-
-// How the fuses are read and written.
-constexpr uint8_t no_fuse_bytes = 0;  // no ISP-accessible fuses
-constexpr uint8_t fuse_byte_58 = 1;   // one fuse byte, read with 0x58
-constexpr uint8_t fuse_byte_50 = 2;   // one fuse byte, read with 0x50
-constexpr uint8_t fuse_bytes_4 = 3;   // separate low, high, extended and lock bytes
-
-}  // namespace
-
-const chip_desc chip_table[] = {
-    {  // [0] AT86RF401
-        /* name                    */ "86RF401",
-        /* signature               */ 0x1E9181,
-        /* erase_delay (ms)        */ 30,
-        /* flash_size (bytes)      */ 2048,
-        /* flash_page_size (bytes) */ 0,
-        /* flash_write_delay (ms)  */ 10,
-        /* flash_poll              */ no_poll,
-        /* eeprom_size (bytes)     */ 128,
-        /* eeprom_write_delay (ms) */ 10,
-        /* eeprom_poll             */ no_poll,
-        /* osccal_count            */ 0,
-        /* flags                   */ chip_sck_5_17,
-        /* lock_type               */ lock_unreadable,
-        /* fuse_type               */ no_fuse_bytes,
-        /* fuses                   */ nullptr,
-    },
-    {  // [1] AT90S1200
-        /* name                    */ "90S1200",
-        /* signature               */ 0x1E9001,
-        /* erase_delay (ms)        */ 30,
-        /* flash_size (bytes)      */ 1024,
-        /* flash_page_size (bytes) */ 0,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ no_poll,
-        /* eeprom_size (bytes)     */ 64,
-        /* eeprom_write_delay (ms) */ 6,
-        /* eeprom_poll             */ no_poll,
-        /* osccal_count            */ 0,
-        /* flags                   */ chip_list_new_line | chip_no_sync_loop | chip_sck_2_5,
-        /* lock_type               */ lock_unreadable,
-        /* fuse_type               */ no_fuse_bytes,
-        /* fuses                   */ nullptr,
-    },
-    {  // [2] AT90S2313
-        /* name                    */ "90S2313",
-        /* signature               */ 0x1E9101,
-        /* erase_delay (ms)        */ 30,
-        /* flash_size (bytes)      */ 2048,
-        /* flash_page_size (bytes) */ 0,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_not_7f,
-        /* eeprom_size (bytes)     */ 128,
-        /* eeprom_write_delay (ms) */ 6,
-        /* eeprom_poll             */ poll_not_7f_80,
-        /* osccal_count            */ 0,
-        /* flags                   */ chip_resync_by_sck,
-        /* lock_type               */ lock_unreadable,
-        /* fuse_type               */ no_fuse_bytes,
-        /* fuses                   */ nullptr,
-    },
-    {  // [3] AT90S4414
-        /* name                    */ "90S4414",
-        /* signature               */ 0x1E9201,
-        /* erase_delay (ms)        */ 30,
-        /* flash_size (bytes)      */ 4096,
-        /* flash_page_size (bytes) */ 0,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_not_7f,
-        /* eeprom_size (bytes)     */ 256,
-        /* eeprom_write_delay (ms) */ 6,
-        /* eeprom_poll             */ poll_not_7f_80,
-        /* osccal_count            */ 0,
-        /* flags                   */ chip_resync_by_sck,
-        /* lock_type               */ lock_unreadable,
-        /* fuse_type               */ no_fuse_bytes,
-        /* fuses                   */ nullptr,
-    },
-    {  // [4] AT90S8515
-        /* name                    */ "90S8515",
-        /* signature               */ 0x1E9301,
-        /* erase_delay (ms)        */ 30,
-        /* flash_size (bytes)      */ 8192,
-        /* flash_page_size (bytes) */ 0,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_not_7f,
-        /* eeprom_size (bytes)     */ 512,
-        /* eeprom_write_delay (ms) */ 6,
-        /* eeprom_poll             */ poll_not_7f_80,
-        /* osccal_count            */ 0,
-        /* flags                   */ chip_resync_by_sck,
-        /* lock_type               */ lock_unreadable,
-        /* fuse_type               */ no_fuse_bytes,
-        /* fuses                   */ nullptr,
-    },
-    {  // [5] AT90S4434
-        /* name                    */ "90S4434",
-        /* signature               */ 0x1E9202,
-        /* erase_delay (ms)        */ 30,
-        /* flash_size (bytes)      */ 4096,
-        /* flash_page_size (bytes) */ 0,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_not_ff,
-        /* eeprom_size (bytes)     */ 256,
-        /* eeprom_write_delay (ms) */ 6,
-        /* eeprom_poll             */ poll_not_00_ff,
-        /* osccal_count            */ 0,
-        /* flags                   */ chip_resync_by_sck | chip_locked_fuse_write,
-        /* lock_type               */ lock_bits_7_6,
-        /* fuse_type               */ fuse_byte_58,
-        /* fuses                   */ fuses_f1,
-    },
-    {  // [6] AT90S8535
-        /* name                    */ "90S8535",
-        /* signature               */ 0x1E9303,
-        /* erase_delay (ms)        */ 30,
-        /* flash_size (bytes)      */ 8192,
-        /* flash_page_size (bytes) */ 0,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_not_ff,
-        /* eeprom_size (bytes)     */ 512,
-        /* eeprom_write_delay (ms) */ 6,
-        /* eeprom_poll             */ poll_not_00_ff,
-        /* osccal_count            */ 0,
-        /* flags                   */ chip_resync_by_sck | chip_locked_fuse_write,
-        /* lock_type               */ lock_bits_7_6,
-        /* fuse_type               */ fuse_byte_58,
-        /* fuses                   */ fuses_f1,
-    },
-    {  // [7] AT90S2333
-        /* name                    */ "90S2333",
-        /* signature               */ 0x1E9105,
-        /* erase_delay (ms)        */ 3,
-        /* flash_size (bytes)      */ 2048,
-        /* flash_page_size (bytes) */ 0,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_not_ff,
-        /* eeprom_size (bytes)     */ 128,
-        /* eeprom_write_delay (ms) */ 6,
-        /* eeprom_poll             */ poll_not_00_ff,
-        /* osccal_count            */ 0,
-        /* flags                   */ chip_resync_by_sck | chip_locked_fuse_write,
-        /* lock_type               */ lock_bits_1_2,
-        /* fuse_type               */ fuse_byte_50,
-        /* fuses                   */ fuses_f2,
-    },
-    {  // [8] AT90S4433
-        /* name                    */ "90S4433",
-        /* signature               */ 0x1E9203,
-        /* erase_delay (ms)        */ 30,
-        /* flash_size (bytes)      */ 4096,
-        /* flash_page_size (bytes) */ 0,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_not_ff,
-        /* eeprom_size (bytes)     */ 256,
-        /* eeprom_write_delay (ms) */ 6,
-        /* eeprom_poll             */ poll_not_00_ff,
-        /* osccal_count            */ 0,
-        /* flags                   */ chip_resync_by_sck | chip_locked_fuse_write,
-        /* lock_type               */ lock_bits_1_2,
-        /* fuse_type               */ fuse_byte_50,
-        /* fuses                   */ fuses_f2,
-    },
-    {  // [9] AT90S2323
-        /* name                    */ "90S2323",
-        /* signature               */ 0x1E9102,
-        /* erase_delay (ms)        */ 30,
-        /* flash_size (bytes)      */ 2048,
-        /* flash_page_size (bytes) */ 0,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_not_ff,
-        /* eeprom_size (bytes)     */ 128,
-        /* eeprom_write_delay (ms) */ 6,
-        /* eeprom_poll             */ poll_not_00_ff,
-        /* osccal_count            */ 0,
-        /* flags                   */ chip_resync_by_sck | chip_locked_fuse_write,
-        /* lock_type               */ lock_bits_7_6,
-        /* fuse_type               */ fuse_byte_58,
-        /* fuses                   */ fuses_f1,
-    },
-    {  // [10] AT90S2343
-        /* name                    */ "90S2343",
-        /* signature               */ 0x1E9103,
-        /* erase_delay (ms)        */ 30,
-        /* flash_size (bytes)      */ 2048,
-        /* flash_page_size (bytes) */ 0,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_not_ff,
-        /* eeprom_size (bytes)     */ 128,
-        /* eeprom_write_delay (ms) */ 6,
-        /* eeprom_poll             */ poll_not_00_ff,
-        /* osccal_count            */ 0,
-        /* flags                   */ chip_resync_by_sck | chip_locked_fuse_write,
-        /* lock_type               */ lock_bits_7_6,
-        /* fuse_type               */ fuse_byte_58,
-        /* fuses                   */ fuses_f3,
-    },
-    {  // [11] ATtiny12
-        /* name                    */ "tiny12",
-        /* signature               */ 0x1E9005,
-        /* erase_delay (ms)        */ 30,
-        /* flash_size (bytes)      */ 1024,
-        /* flash_page_size (bytes) */ 0,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_not_ff,
-        /* eeprom_size (bytes)     */ 64,
-        /* eeprom_write_delay (ms) */ 8,
-        /* eeprom_poll             */ poll_not_ff,
-        /* osccal_count            */ 1,
-        /* flags                   */ chip_list_new_line | chip_resync_by_sck | chip_locked_fuse_write | chip_erase_bug,
-        /* lock_type               */ lock_bits_1_2,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f4,
-    },
-    {  // [12] ATtiny22L
-        /* name                    */ "tiny22L",
-        /* signature               */ 0x1E9106,
-        /* erase_delay (ms)        */ 30,
-        /* flash_size (bytes)      */ 2048,
-        /* flash_page_size (bytes) */ 0,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_not_ff,
-        /* eeprom_size (bytes)     */ 128,
-        /* eeprom_write_delay (ms) */ 6,
-        /* eeprom_poll             */ poll_not_00_ff,
-        /* osccal_count            */ 0,
-        /* flags                   */ chip_resync_by_sck,
-        /* lock_type               */ lock_bits_7_6,
-        /* fuse_type               */ no_fuse_bytes,
-        /* fuses                   */ nullptr,
-    },
-    {  // [13] ATtiny22
-        /* name                    */ "tiny22",
-        /* signature               */ 0x1E9106,
-        /* erase_delay (ms)        */ 30,
-        /* flash_size (bytes)      */ 2048,
-        /* flash_page_size (bytes) */ 0,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_not_ff,
-        /* eeprom_size (bytes)     */ 128,
-        /* eeprom_write_delay (ms) */ 6,
-        /* eeprom_poll             */ poll_not_00_ff,
-        /* osccal_count            */ 0,
-        /* flags                   */ chip_resync_by_sck | chip_locked_fuse_write,
-        /* lock_type               */ lock_bits_7_6,
-        /* fuse_type               */ fuse_byte_58,
-        /* fuses                   */ fuses_f3,
-    },
-    {  // [14] ATtiny13, ATtiny13A
-        /* name                    */ "tiny13|tiny13A",
-        /* signature               */ 0x1E9007,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 1024,
-        /* flash_page_size (bytes) */ 32,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 64,
-        /* eeprom_write_delay (ms) */ 5,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 2,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f5,
-    },
-    {  // [15] ATtiny2313, ATtiny2313A
-        /* name                    */ "tiny2313|tiny2313A",
-        /* signature               */ 0x1E910A,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 2048,
-        /* flash_page_size (bytes) */ 32,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 128,
-        /* eeprom_write_delay (ms) */ 5,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 2,
-        /* flags                   */ chip_list_new_line,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f6,
-    },
-    {  // [16] ATtiny4313
-        /* name                    */ "tiny4313",
-        /* signature               */ 0x1E920D,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 4096,
-        /* flash_page_size (bytes) */ 64,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 256,
-        /* eeprom_write_delay (ms) */ 5,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 2,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f6,
-    },
-    {  // [17] ATtiny15
-        /* name                    */ "tiny15",
-        /* signature               */ 0x1E9006,
-        /* erase_delay (ms)        */ 30,
-        /* flash_size (bytes)      */ 1024,
-        /* flash_page_size (bytes) */ 0,
-        /* flash_write_delay (ms)  */ 5,
-        /* flash_poll              */ poll_not_ff,
-        /* eeprom_size (bytes)     */ 64,
-        /* eeprom_write_delay (ms) */ 9,
-        /* eeprom_poll             */ poll_not_ff,
-        /* osccal_count            */ 1,
-        /* flags                   */ chip_list_new_line | chip_resync_by_sck | chip_locked_fuse_write,
-        /* lock_type               */ lock_bits_1_2,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f7,
-    },
-    {  // [18] ATtiny25
-        /* name                    */ "tiny25",
-        /* signature               */ 0x1E9108,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 2048,
-        /* flash_page_size (bytes) */ 32,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 128,
-        /* eeprom_write_delay (ms) */ 5,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 2,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f8,
-    },
-    {  // [19] ATtiny45
-        /* name                    */ "tiny45",
-        /* signature               */ 0x1E9206,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 4096,
-        /* flash_page_size (bytes) */ 64,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 256,
-        /* eeprom_write_delay (ms) */ 5,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 2,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f8,
-    },
-    {  // [20] ATtiny85
-        /* name                    */ "tiny85",
-        /* signature               */ 0x1E930B,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 8192,
-        /* flash_page_size (bytes) */ 64,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 512,
-        /* eeprom_write_delay (ms) */ 5,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 2,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f8,
-    },
-    {  // [21] ATtiny26
-        /* name                    */ "tiny26",
-        /* signature               */ 0x1E9109,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 2048,
-        /* flash_page_size (bytes) */ 32,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_not_ff,
-        /* eeprom_size (bytes)     */ 128,
-        /* eeprom_write_delay (ms) */ 10,
-        /* eeprom_poll             */ poll_not_ff,
-        /* osccal_count            */ 4,
-        /* flags                   */ chip_list_new_line,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f9,
-    },
-    {  // [22] ATtiny261, ATtiny261A
-        /* name                    */ "tiny261|tiny261A",
-        /* signature               */ 0x1E910C,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 2048,
-        /* flash_page_size (bytes) */ 32,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 128,
-        /* eeprom_write_delay (ms) */ 5,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f8,
-    },
-    {  // [23] ATtiny461, ATtiny461A
-        /* name                    */ "tiny461|tiny461A",
-        /* signature               */ 0x1E9208,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 4096,
-        /* flash_page_size (bytes) */ 64,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 256,
-        /* eeprom_write_delay (ms) */ 5,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f8,
-    },
-    {  // [24] ATtiny861, ATtiny861A
-        /* name                    */ "tiny861|tiny861A",
-        /* signature               */ 0x1E930D,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 8192,
-        /* flash_page_size (bytes) */ 64,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 512,
-        /* eeprom_write_delay (ms) */ 5,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f8,
-    },
-    {  // [25] ATtiny24, ATtiny24A
-        /* name                    */ "tiny24|tiny24A",
-        /* signature               */ 0x1E910B,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 2048,
-        /* flash_page_size (bytes) */ 32,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 128,
-        /* eeprom_write_delay (ms) */ 5,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ chip_list_new_line,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f8,
-    },
-    {  // [26] ATtiny44, ATtiny44A
-        /* name                    */ "tiny44|tiny44A",
-        /* signature               */ 0x1E9207,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 4096,
-        /* flash_page_size (bytes) */ 64,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 256,
-        /* eeprom_write_delay (ms) */ 5,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f8,
-    },
-    {  // [27] ATtiny84
-        /* name                    */ "tiny84",
-        /* signature               */ 0x1E930C,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 8192,
-        /* flash_page_size (bytes) */ 64,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 512,
-        /* eeprom_write_delay (ms) */ 5,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f8,
-    },
-    {  // [28] ATtiny43u
-        /* name                    */ "tiny43u",
-        /* signature               */ 0x1E920C,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 4096,
-        /* flash_page_size (bytes) */ 64,
-        /* flash_write_delay (ms)  */ 5,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 64,
-        /* eeprom_write_delay (ms) */ 5,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ chip_list_new_line,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f8,
-    },
-    {  // [29] ATtiny48
-        /* name                    */ "tiny48",
-        /* signature               */ 0x1E9209,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 4096,
-        /* flash_page_size (bytes) */ 64,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 256,
-        /* eeprom_write_delay (ms) */ 5,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f10,
-    },
-    {  // [30] ATtiny88
-        /* name                    */ "tiny88",
-        /* signature               */ 0x1E9311,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 8192,
-        /* flash_page_size (bytes) */ 64,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 512,
-        /* eeprom_write_delay (ms) */ 5,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f10,
-    },
-    {  // [31] ATtiny87
-        /* name                    */ "tiny87",
-        /* signature               */ 0x1E9387,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 8192,
-        /* flash_page_size (bytes) */ 128,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 512,
-        /* eeprom_write_delay (ms) */ 5,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f8,
-    },
-    {  // [32] ATtiny167
-        /* name                    */ "tiny167",
-        /* signature               */ 0x1E9487,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 16384,
-        /* flash_page_size (bytes) */ 128,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 512,
-        /* eeprom_write_delay (ms) */ 5,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f8,
-    },
-    {  // [33] ATmega603
-        /* name                    */ "mega603",
-        /* signature               */ 0x1E9601,
-        /* erase_delay (ms)        */ 70,
-        /* flash_size (bytes)      */ 65536,
-        /* flash_page_size (bytes) */ 256,
-        /* flash_write_delay (ms)  */ 25,
-        /* flash_poll              */ no_poll,
-        /* eeprom_size (bytes)     */ 2048,
-        /* eeprom_write_delay (ms) */ 10,
-        /* eeprom_poll             */ poll_not_7f_80,
-        /* osccal_count            */ 0,
-        /* flags                   */ chip_list_new_line | chip_resync_by_sck,
-        /* lock_type               */ lock_bits_1_2,
-        /* fuse_type               */ fuse_byte_50,
-        /* fuses                   */ fuses_f11,
-    },
-    {  // [34] ATmega103
-        /* name                    */ "mega103",
-        /* signature               */ 0x1E9701,
-        /* erase_delay (ms)        */ 70,
-        /* flash_size (bytes)      */ 131072,
-        /* flash_page_size (bytes) */ 256,
-        /* flash_write_delay (ms)  */ 25,
-        /* flash_poll              */ no_poll,
-        /* eeprom_size (bytes)     */ 4096,
-        /* eeprom_write_delay (ms) */ 10,
-        /* eeprom_poll             */ poll_not_7f_80,
-        /* osccal_count            */ 0,
-        /* flags                   */ chip_resync_by_sck,
-        /* lock_type               */ lock_bits_1_2,
-        /* fuse_type               */ fuse_byte_50,
-        /* fuses                   */ fuses_f11,
-    },
-    {  // [35] ATmega161
-        /* name                    */ "mega161",
-        /* signature               */ 0x1E9401,
-        /* erase_delay (ms)        */ 35,
-        /* flash_size (bytes)      */ 16384,
-        /* flash_page_size (bytes) */ 128,
-        /* flash_write_delay (ms)  */ 16,
-        /* flash_poll              */ poll_not_ff,
-        /* eeprom_size (bytes)     */ 512,
-        /* eeprom_write_delay (ms) */ 6,
-        /* eeprom_poll             */ poll_not_ff,
-        /* osccal_count            */ 0,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f12,
-    },
-    {  // [36] ATmega163
-        /* name                    */ "mega163",
-        /* signature               */ 0x1E9402,
-        /* erase_delay (ms)        */ 35,
-        /* flash_size (bytes)      */ 16384,
-        /* flash_page_size (bytes) */ 128,
-        /* flash_write_delay (ms)  */ 18,
-        /* flash_poll              */ poll_not_ff,
-        /* eeprom_size (bytes)     */ 512,
-        /* eeprom_write_delay (ms) */ 6,
-        /* eeprom_poll             */ poll_not_ff,
-        /* osccal_count            */ 1,
-        /* flags                   */ chip_resync_by_sck,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f13,
-    },
-    {  // [37] ATmega323
-        /* name                    */ "mega323",
-        /* signature               */ 0x1E9501,
-        /* erase_delay (ms)        */ 35,
-        /* flash_size (bytes)      */ 32768,
-        /* flash_page_size (bytes) */ 128,
-        /* flash_write_delay (ms)  */ 18,
-        /* flash_poll              */ poll_not_ff,
-        /* eeprom_size (bytes)     */ 1024,
-        /* eeprom_write_delay (ms) */ 6,
-        /* eeprom_poll             */ poll_not_ff,
-        /* osccal_count            */ 1,
-        /* flags                   */ chip_resync_by_sck,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f14,
-    },
-    {  // [38] ATmega8515
-        /* name                    */ "mega8515",
-        /* signature               */ 0x1E9306,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 8192,
-        /* flash_page_size (bytes) */ 64,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_not_ff,
-        /* eeprom_size (bytes)     */ 512,
-        /* eeprom_write_delay (ms) */ 10,
-        /* eeprom_poll             */ poll_not_ff,
-        /* osccal_count            */ 4,
-        /* flags                   */ chip_list_new_line,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f15,
-    },
-    {  // [39] ATmega8535
-        /* name                    */ "mega8535",
-        /* signature               */ 0x1E9308,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 8192,
-        /* flash_page_size (bytes) */ 64,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_not_ff,
-        /* eeprom_size (bytes)     */ 512,
-        /* eeprom_write_delay (ms) */ 10,
-        /* eeprom_poll             */ poll_not_ff,
-        /* osccal_count            */ 4,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f16,
-    },
-    {  // [40] ATmega162
-        /* name                    */ "mega162",
-        /* signature               */ 0x1E9404,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 16384,
-        /* flash_page_size (bytes) */ 128,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 512,
-        /* eeprom_write_delay (ms) */ 10,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f17,
-    },
-    {  // [41] ATmega8, ATmega8A
-        /* name                    */ "mega8|mega8A",
-        /* signature               */ 0x1E9307,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 8192,
-        /* flash_page_size (bytes) */ 64,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_not_ff,
-        /* eeprom_size (bytes)     */ 512,
-        /* eeprom_write_delay (ms) */ 10,
-        /* eeprom_poll             */ poll_not_ff,
-        /* osccal_count            */ 4,
-        /* flags                   */ chip_list_new_line,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f18,
-    },
-    {  // [42] ATmega48, ATmega48A
-        /* name                    */ "mega48|mega48A",
-        /* signature               */ 0x1E9205,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 4096,
-        /* flash_page_size (bytes) */ 64,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 256,
-        /* eeprom_write_delay (ms) */ 5,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f8,
-    },
-    {  // [43] ATmega48P, ATmega48PA
-        /* name                    */ "mega48P|mega48PA",
-        /* signature               */ 0x1E920A,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 4096,
-        /* flash_page_size (bytes) */ 64,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 256,
-        /* eeprom_write_delay (ms) */ 5,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f8,
-    },
-    {  // [44] ATmega88, ATmega88A
-        /* name                    */ "mega88|mega88A",
-        /* signature               */ 0x1E930A,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 8192,
-        /* flash_page_size (bytes) */ 64,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 512,
-        /* eeprom_write_delay (ms) */ 5,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f19,
-    },
-    {  // [45] ATmega88P, ATmega88PA
-        /* name                    */ "mega88P|mega88PA",
-        /* signature               */ 0x1E930F,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 8192,
-        /* flash_page_size (bytes) */ 64,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 512,
-        /* eeprom_write_delay (ms) */ 5,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f19,
-    },
-    {  // [46] ATmega168, ATmega168A
-        /* name                    */ "mega168|mega168A",
-        /* signature               */ 0x1E9406,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 16384,
-        /* flash_page_size (bytes) */ 128,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 512,
-        /* eeprom_write_delay (ms) */ 5,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f19,
-    },
-    {  // [47] ATmega168P, ATmega168PA
-        /* name                    */ "mega168P|mega168PA",
-        /* signature               */ 0x1E940B,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 16384,
-        /* flash_page_size (bytes) */ 128,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 512,
-        /* eeprom_write_delay (ms) */ 5,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f19,
-    },
-    {  // [48] ATmega328
-        /* name                    */ "mega328",
-        /* signature               */ 0x1E9514,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 32768,
-        /* flash_page_size (bytes) */ 128,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 512,
-        /* eeprom_write_delay (ms) */ 5,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f20,
-    },
-    {  // [49] ATmega328P
-        /* name                    */ "mega328P",
-        /* signature               */ 0x1E950F,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 32768,
-        /* flash_page_size (bytes) */ 128,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 512,
-        /* eeprom_write_delay (ms) */ 5,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f20,
-    },
-    {  // [50] ATmega16, ATmega16A
-        /* name                    */ "mega16|mega16A",
-        /* signature               */ 0x1E9403,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 16384,
-        /* flash_page_size (bytes) */ 128,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_not_ff,
-        /* eeprom_size (bytes)     */ 512,
-        /* eeprom_write_delay (ms) */ 10,
-        /* eeprom_poll             */ poll_not_ff,
-        /* osccal_count            */ 4,
-        /* flags                   */ chip_list_new_line,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f21,
-    },
-    {  // [51] ATmega32, ATmega32A
-        /* name                    */ "mega32|mega32A",
-        /* signature               */ 0x1E9502,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 32768,
-        /* flash_page_size (bytes) */ 128,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_not_ff,
-        /* eeprom_size (bytes)     */ 1024,
-        /* eeprom_write_delay (ms) */ 10,
-        /* eeprom_poll             */ poll_not_ff,
-        /* osccal_count            */ 4,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f21,
-    },
-    {  // [52] ATmega64, ATmega64A
-        /* name                    */ "mega64|mega64A",
-        /* signature               */ 0x1E9602,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 65536,
-        /* flash_page_size (bytes) */ 256,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_not_ff,
-        /* eeprom_size (bytes)     */ 2048,
-        /* eeprom_write_delay (ms) */ 12,
-        /* eeprom_poll             */ poll_not_ff,
-        /* osccal_count            */ 4,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f22,
-    },
-    {  // [53] ATmega128, ATmega128A
-        /* name                    */ "mega128|mega128A",
-        /* signature               */ 0x1E9702,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 131072,
-        /* flash_page_size (bytes) */ 256,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_not_ff,
-        /* eeprom_size (bytes)     */ 4096,
-        /* eeprom_write_delay (ms) */ 12,
-        /* eeprom_poll             */ poll_not_ff,
-        /* osccal_count            */ 4,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f22,
-    },
-    {  // [54] AT90CAN32
-        /* name                    */ "90CAN32",
-        /* signature               */ 0x1E9581,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 32768,
-        /* flash_page_size (bytes) */ 256,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 1024,
-        /* eeprom_write_delay (ms) */ 10,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ chip_list_new_line,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f23,
-    },
-    {  // [55] AT90CAN64
-        /* name                    */ "90CAN64",
-        /* signature               */ 0x1E9681,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 65536,
-        /* flash_page_size (bytes) */ 256,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 2048,
-        /* eeprom_write_delay (ms) */ 10,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f23,
-    },
-    {  // [56] AT90CAN128
-        /* name                    */ "90CAN128",
-        /* signature               */ 0x1E9781,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 131072,
-        /* flash_page_size (bytes) */ 256,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 4096,
-        /* eeprom_write_delay (ms) */ 10,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f23,
-    },
-    {  // [57] AT90usb82
-        /* name                    */ "90usb82",
-        /* signature               */ 0x1E9382,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 8192,
-        /* flash_page_size (bytes) */ 128,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 512,
-        /* eeprom_write_delay (ms) */ 10,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ chip_list_new_line,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f24,
-    },
-    {  // [58] AT90usb162
-        /* name                    */ "90usb162",
-        /* signature               */ 0x1E9482,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 16384,
-        /* flash_page_size (bytes) */ 128,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 512,
-        /* eeprom_write_delay (ms) */ 10,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f24,
-    },
-    {  // [59] ATmega8U2
-        /* name                    */ "mega8U2",
-        /* signature               */ 0x1E9389,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 8192,
-        /* flash_page_size (bytes) */ 64,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 512,
-        /* eeprom_write_delay (ms) */ 10,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f24,
-    },
-    {  // [60] ATmega16U2
-        /* name                    */ "mega16U2",
-        /* signature               */ 0x1E9489,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 16384,
-        /* flash_page_size (bytes) */ 128,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 512,
-        /* eeprom_write_delay (ms) */ 10,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f24,
-    },
-    {  // [61] ATmega32U2
-        /* name                    */ "mega32U2",
-        /* signature               */ 0x1E958A,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 32768,
-        /* flash_page_size (bytes) */ 128,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 1024,
-        /* eeprom_write_delay (ms) */ 10,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f24,
-    },
-    {  // [62] ATmega16U4
-        /* name                    */ "mega16U4",
-        /* signature               */ 0x1E9488,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 16384,
-        /* flash_page_size (bytes) */ 128,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 512,
-        /* eeprom_write_delay (ms) */ 10,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ chip_list_new_line,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f25,
-    },
-    {  // [63] ATmega32U4
-        /* name                    */ "mega32U4",
-        /* signature               */ 0x1E9587,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 32768,
-        /* flash_page_size (bytes) */ 128,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 1024,
-        /* eeprom_write_delay (ms) */ 10,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f25,
-    },
-    {  // [64] ATmega32U6
-        /* name                    */ "mega32U6",
-        /* signature               */ 0x1E9588,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 32768,
-        /* flash_page_size (bytes) */ 128,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 1024,
-        /* eeprom_write_delay (ms) */ 10,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ chip_list_new_line,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f25,
-    },
-    {  // [65] AT90usb646, AT90usb647
-        /* name                    */ "90usb646|90usb647",
-        /* signature               */ 0x1E9682,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 65536,
-        /* flash_page_size (bytes) */ 256,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 2048,
-        /* eeprom_write_delay (ms) */ 10,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f25,
-    },
-    {  // [66] AT90usb1286, AT90usb1287
-        /* name                    */ "90usb1286|90usb1287",
-        /* signature               */ 0x1E9782,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 131072,
-        /* flash_page_size (bytes) */ 256,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 4096,
-        /* eeprom_write_delay (ms) */ 10,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f25,
-    },
-    {  // [67] ATmega164A
-        /* name                    */ "mega164A",
-        /* signature               */ 0x1E940F,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 16384,
-        /* flash_page_size (bytes) */ 128,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 512,
-        /* eeprom_write_delay (ms) */ 10,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ chip_list_new_line,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f26,
-    },
-    {  // [68] ATmega164P, ATmega164PA
-        /* name                    */ "mega164P|mega164PA",
-        /* signature               */ 0x1E940A,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 16384,
-        /* flash_page_size (bytes) */ 128,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 512,
-        /* eeprom_write_delay (ms) */ 10,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f26,
-    },
-    {  // [69] ATmega324A
-        /* name                    */ "mega324A",
-        /* signature               */ 0x1E9515,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 32768,
-        /* flash_page_size (bytes) */ 128,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 1024,
-        /* eeprom_write_delay (ms) */ 10,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f26,
-    },
-    {  // [70] ATmega324P
-        /* name                    */ "mega324P",
-        /* signature               */ 0x1E9508,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 32768,
-        /* flash_page_size (bytes) */ 128,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 1024,
-        /* eeprom_write_delay (ms) */ 10,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f26,
-    },
-    {  // [71] ATmega324PA
-        /* name                    */ "mega324PA",
-        /* signature               */ 0x1E9511,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 32768,
-        /* flash_page_size (bytes) */ 128,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 1024,
-        /* eeprom_write_delay (ms) */ 10,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f26,
-    },
-    {  // [72] ATmega644, ATmega644A
-        /* name                    */ "mega644|mega644A",
-        /* signature               */ 0x1E9609,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 65536,
-        /* flash_page_size (bytes) */ 256,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 2048,
-        /* eeprom_write_delay (ms) */ 10,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ chip_list_new_line,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f26,
-    },
-    {  // [73] ATmega644P, ATmega644PA
-        /* name                    */ "mega644P|mega644PA",
-        /* signature               */ 0x1E960A,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 65536,
-        /* flash_page_size (bytes) */ 256,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 2048,
-        /* eeprom_write_delay (ms) */ 10,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f26,
-    },
-    {  // [74] ATmega1284
-        /* name                    */ "mega1284",
-        /* signature               */ 0x1E9706,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 131072,
-        /* flash_page_size (bytes) */ 256,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 4096,
-        /* eeprom_write_delay (ms) */ 10,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f26,
-    },
-    {  // [75] ATmega1284P
-        /* name                    */ "mega1284P",
-        /* signature               */ 0x1E9705,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 131072,
-        /* flash_page_size (bytes) */ 256,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 4096,
-        /* eeprom_write_delay (ms) */ 10,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f26,
-    },
-    {  // [76] ATmega165, ATmega165P, ATmega165PA
-        /* name                    */ "mega165|mega165P|mega165PA",
-        /* signature               */ 0x1E9407,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 16384,
-        /* flash_page_size (bytes) */ 128,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 512,
-        /* eeprom_write_delay (ms) */ 10,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ chip_list_new_line,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f27,
-    },
-    {  // [77] ATmega165A
-        /* name                    */ "mega165A",
-        /* signature               */ 0x1E9410,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 16384,
-        /* flash_page_size (bytes) */ 128,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 512,
-        /* eeprom_write_delay (ms) */ 10,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f27,
-    },
-    {  // [78] ATmega325, ATmega325A
-        /* name                    */ "mega325|mega325A",
-        /* signature               */ 0x1E9505,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 32768,
-        /* flash_page_size (bytes) */ 128,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 1024,
-        /* eeprom_write_delay (ms) */ 10,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ chip_list_new_line,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f28,
-    },
-    {  // [79] ATmega325P
-        /* name                    */ "mega325P",
-        /* signature               */ 0x1E950D,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 32768,
-        /* flash_page_size (bytes) */ 128,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 1024,
-        /* eeprom_write_delay (ms) */ 10,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f28,
-    },
-    {  // [80] ATmega3250
-        /* name                    */ "mega3250",
-        /* signature               */ 0x1E9506,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 32768,
-        /* flash_page_size (bytes) */ 128,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 1024,
-        /* eeprom_write_delay (ms) */ 10,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f28,
-    },
-    {  // [81] ATmega3250P
-        /* name                    */ "mega3250P",
-        /* signature               */ 0x1E950E,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 32768,
-        /* flash_page_size (bytes) */ 128,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 1024,
-        /* eeprom_write_delay (ms) */ 10,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f28,
-    },
-    {  // [82] ATmega645, ATmega645A
-        /* name                    */ "mega645|mega645A",
-        /* signature               */ 0x1E9605,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 65536,
-        /* flash_page_size (bytes) */ 256,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 2048,
-        /* eeprom_write_delay (ms) */ 10,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ chip_list_new_line,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f28,
-    },
-    {  // [83] ATmega6450, ATmega6450A
-        /* name                    */ "mega6450|mega6450A",
-        /* signature               */ 0x1E9606,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 65536,
-        /* flash_page_size (bytes) */ 256,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 2048,
-        /* eeprom_write_delay (ms) */ 10,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f28,
-    },
-    {  // [84] ATmega169, ATmega169P, ATmega169PA
-        /* name                    */ "mega169|mega169P|mega169PA",
-        /* signature               */ 0x1E9405,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 16384,
-        /* flash_page_size (bytes) */ 128,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 512,
-        /* eeprom_write_delay (ms) */ 10,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ chip_list_new_line,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f27,
-    },
-    {  // [85] ATmega169A
-        /* name                    */ "mega169A",
-        /* signature               */ 0x1E9411,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 16384,
-        /* flash_page_size (bytes) */ 128,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 512,
-        /* eeprom_write_delay (ms) */ 10,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f27,
-    },
-    {  // [86] ATmega329, ATmega329A
-        /* name                    */ "mega329|mega329A",
-        /* signature               */ 0x1E9503,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 32768,
-        /* flash_page_size (bytes) */ 128,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 1024,
-        /* eeprom_write_delay (ms) */ 10,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ chip_list_new_line,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f28,
-    },
-    {  // [87] ATmega329P, ATmega329PA
-        /* name                    */ "mega329P|mega329PA",
-        /* signature               */ 0x1E950B,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 32768,
-        /* flash_page_size (bytes) */ 128,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 1024,
-        /* eeprom_write_delay (ms) */ 10,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f28,
-    },
-    {  // [88] ATmega3290
-        /* name                    */ "mega3290",
-        /* signature               */ 0x1E9504,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 32768,
-        /* flash_page_size (bytes) */ 128,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 1024,
-        /* eeprom_write_delay (ms) */ 10,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f28,
-    },
-    {  // [89] ATmega3290P
-        /* name                    */ "mega3290P",
-        /* signature               */ 0x1E950C,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 32768,
-        /* flash_page_size (bytes) */ 128,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 1024,
-        /* eeprom_write_delay (ms) */ 10,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f28,
-    },
-    {  // [90] ATmega649, ATmega649A
-        /* name                    */ "mega649|mega649A",
-        /* signature               */ 0x1E9603,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 65536,
-        /* flash_page_size (bytes) */ 256,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 2048,
-        /* eeprom_write_delay (ms) */ 10,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ chip_list_new_line,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f28,
-    },
-    {  // [91] ATmega6490, ATmega6490A
-        /* name                    */ "mega6490|mega6490A",
-        /* signature               */ 0x1E9604,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 65536,
-        /* flash_page_size (bytes) */ 256,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 2048,
-        /* eeprom_write_delay (ms) */ 10,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f28,
-    },
-    {  // [92] ATmega640
-        /* name                    */ "mega640",
-        /* signature               */ 0x1E9608,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 65536,
-        /* flash_page_size (bytes) */ 256,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 4096,
-        /* eeprom_write_delay (ms) */ 10,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ chip_list_new_line,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f26,
-    },
-    {  // [93] ATmega1280
-        /* name                    */ "mega1280",
-        /* signature               */ 0x1E9703,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 131072,
-        /* flash_page_size (bytes) */ 256,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 4096,
-        /* eeprom_write_delay (ms) */ 10,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f26,
-    },
-    {  // [94] ATmega1281
-        /* name                    */ "mega1281",
-        /* signature               */ 0x1E9704,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 131072,
-        /* flash_page_size (bytes) */ 256,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 4096,
-        /* eeprom_write_delay (ms) */ 10,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f26,
-    },
-    {  // [95] ATmega2560
-        /* name                    */ "mega2560",
-        /* signature               */ 0x1E9801,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 262144,
-        /* flash_page_size (bytes) */ 256,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 4096,
-        /* eeprom_write_delay (ms) */ 10,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f26,
-    },
-    {  // [96] ATmega2561
-        /* name                    */ "mega2561",
-        /* signature               */ 0x1E9802,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 262144,
-        /* flash_page_size (bytes) */ 256,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 4096,
-        /* eeprom_write_delay (ms) */ 10,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f26,
-    },
-    {  // [97] AT90pwm2, AT90pwm3
-        /* name                    */ "90pwm2|90pwm3",
-        /* signature               */ 0x1E9381,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 8192,
-        /* flash_page_size (bytes) */ 64,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 512,
-        /* eeprom_write_delay (ms) */ 5,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ chip_list_new_line,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f29,
-    },
-    {  // [98] AT90pwm1, AT90pwm2B, AT90pwm3B
-        /* name                    */ "90pwm1|90pwm2B|90pwm3B",
-        /* signature               */ 0x1E9383,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 8192,
-        /* flash_page_size (bytes) */ 64,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 512,
-        /* eeprom_write_delay (ms) */ 5,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f29,
-    },
-    {  // [99] AT90pwm216, AT90pwm316
-        /* name                    */ "90pwm216|90pwm316",
-        /* signature               */ 0x1E9483,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 16384,
-        /* flash_page_size (bytes) */ 64,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 512,
-        /* eeprom_write_delay (ms) */ 5,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f29,
-    },
-    {  // [100] AT90pwm81
-        /* name                    */ "90pwm81",
-        /* signature               */ 0x1E9388,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 8192,
-        /* flash_page_size (bytes) */ 64,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 512,
-        /* eeprom_write_delay (ms) */ 5,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f30,
-    },
-    {  // [101] ATmega16M1
-        /* name                    */ "mega16M1",
-        /* signature               */ 0x1E9484,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 16384,
-        /* flash_page_size (bytes) */ 128,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 512,
-        /* eeprom_write_delay (ms) */ 5,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ chip_list_new_line,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f31,
-    },
-    {  // [102] ATmega32M1
-        /* name                    */ "mega32M1",
-        /* signature               */ 0x1E9584,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 32768,
-        /* flash_page_size (bytes) */ 128,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 1024,
-        /* eeprom_write_delay (ms) */ 5,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f31,
-    },
-    {  // [103] ATmega64M1
-        /* name                    */ "mega64M1",
-        /* signature               */ 0x1E9684,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 65536,
-        /* flash_page_size (bytes) */ 256,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 2048,
-        /* eeprom_write_delay (ms) */ 5,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f31,
-    },
-    {  // [104] ATmega32C1
-        /* name                    */ "mega32C1",
-        /* signature               */ 0x1E9586,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 32768,
-        /* flash_page_size (bytes) */ 128,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 1024,
-        /* eeprom_write_delay (ms) */ 5,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f31,
-    },
-    {  // [105] ATmega64C1
-        /* name                    */ "mega64C1",
-        /* signature               */ 0x1E9686,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 65536,
-        /* flash_page_size (bytes) */ 256,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 2048,
-        /* eeprom_write_delay (ms) */ 5,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f31,
-    },
-    {  // [106] ATmega8HVA
-        /* name                    */ "mega8HVA",
-        /* signature               */ 0x1E9310,
-        /* erase_delay (ms)        */ 10,
-        /* flash_size (bytes)      */ 8192,
-        /* flash_page_size (bytes) */ 128,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 256,
-        /* eeprom_write_delay (ms) */ 5,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ chip_list_new_line,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f32,
-    },
-    {  // [107] ATmega16HVA
-        /* name                    */ "mega16HVA",
-        /* signature               */ 0x1E940C,
-        /* erase_delay (ms)        */ 10,
-        /* flash_size (bytes)      */ 16384,
-        /* flash_page_size (bytes) */ 128,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 256,
-        /* eeprom_write_delay (ms) */ 5,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f32,
-    },
-    {  // [108] ATmega16HVB
-        /* name                    */ "mega16HVB",
-        /* signature               */ 0x1E940D,
-        /* erase_delay (ms)        */ 10,
-        /* flash_size (bytes)      */ 16384,
-        /* flash_page_size (bytes) */ 128,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 512,
-        /* eeprom_write_delay (ms) */ 5,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f33,
-    },
-    {  // [109] ATmega32HVB
-        /* name                    */ "mega32HVB",
-        /* signature               */ 0x1E9510,
-        /* erase_delay (ms)        */ 10,
-        /* flash_size (bytes)      */ 32768,
-        /* flash_page_size (bytes) */ 128,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 1024,
-        /* eeprom_write_delay (ms) */ 5,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f33,
-    },
-    {  // [110] ATmega8HVD
-        /* name                    */ "mega8HVD",
-        /* signature               */ 0x1E9312,
-        /* erase_delay (ms)        */ 20,
-        /* flash_size (bytes)      */ 8192,
-        /* flash_page_size (bytes) */ 64,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 256,
-        /* eeprom_write_delay (ms) */ 5,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ 0,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f32,
-    },
-    {  // [111] ATmega128RFA1
-        /* name                    */ "mega128RFA1",
-        /* signature               */ 0x1EA701,
-        /* erase_delay (ms)        */ 30,
-        /* flash_size (bytes)      */ 131072,
-        /* flash_page_size (bytes) */ 256,
-        /* flash_write_delay (ms)  */ 6,
-        /* flash_poll              */ poll_rdy_bsy,
-        /* eeprom_size (bytes)     */ 4096,
-        /* eeprom_write_delay (ms) */ 12,
-        /* eeprom_poll             */ poll_rdy_bsy,
-        /* osccal_count            */ 1,
-        /* flags                   */ chip_list_new_line,
-        /* lock_type               */ lock_bits_0_1,
-        /* fuse_type               */ fuse_bytes_4,
-        /* fuses                   */ fuses_f26,
-    },
+// constexpr: a record with a field missing or set twice does not compile.
+constexpr chip_desc chip_table[] = {
+    chip_record("86RF401").signature(0x1E9181).erase_delay(30)
+        .flash_size(2048).flash_page_size(0).flash_write_delay(10).flash_poll(poll_kind::none)
+        .eeprom_size(128).eeprom_write_delay(10).eeprom_poll(poll_kind::none)
+        .osccal_count(0).lock_type(lock_kind::unreadable).fuse_type(fuse_kind::none).fuses(nullptr)
+        .flags(chip_sck_5_17),
+    chip_record("90S1200").signature(0x1E9001).erase_delay(30)
+        .flash_size(1024).flash_page_size(0).flash_write_delay(6).flash_poll(poll_kind::none)
+        .eeprom_size(64).eeprom_write_delay(6).eeprom_poll(poll_kind::none)
+        .osccal_count(0).lock_type(lock_kind::unreadable).fuse_type(fuse_kind::none).fuses(nullptr)
+        .flags(chip_list_new_line | chip_no_sync_loop | chip_sck_2_5),
+    chip_record("90S2313").signature(0x1E9101).erase_delay(30)
+        .flash_size(2048).flash_page_size(0).flash_write_delay(6).flash_poll(poll_kind::not_7f)
+        .eeprom_size(128).eeprom_write_delay(6).eeprom_poll(poll_kind::not_7f_80)
+        .osccal_count(0).lock_type(lock_kind::unreadable).fuse_type(fuse_kind::none).fuses(nullptr)
+        .flags(chip_resync_by_sck),
+    chip_record("90S4414").signature(0x1E9201).erase_delay(30)
+        .flash_size(4096).flash_page_size(0).flash_write_delay(6).flash_poll(poll_kind::not_7f)
+        .eeprom_size(256).eeprom_write_delay(6).eeprom_poll(poll_kind::not_7f_80)
+        .osccal_count(0).lock_type(lock_kind::unreadable).fuse_type(fuse_kind::none).fuses(nullptr)
+        .flags(chip_resync_by_sck),
+    chip_record("90S8515").signature(0x1E9301).erase_delay(30)
+        .flash_size(8192).flash_page_size(0).flash_write_delay(6).flash_poll(poll_kind::not_7f)
+        .eeprom_size(512).eeprom_write_delay(6).eeprom_poll(poll_kind::not_7f_80)
+        .osccal_count(0).lock_type(lock_kind::unreadable).fuse_type(fuse_kind::none).fuses(nullptr)
+        .flags(chip_resync_by_sck),
+    chip_record("90S4434").signature(0x1E9202).erase_delay(30)
+        .flash_size(4096).flash_page_size(0).flash_write_delay(6).flash_poll(poll_kind::not_ff)
+        .eeprom_size(256).eeprom_write_delay(6).eeprom_poll(poll_kind::not_00_ff)
+        .osccal_count(0).lock_type(lock_kind::bits_7_6).fuse_type(fuse_kind::byte_58).fuses(fuses_f1)
+        .flags(chip_resync_by_sck | chip_locked_fuse_write),
+    chip_record("90S8535").signature(0x1E9303).erase_delay(30)
+        .flash_size(8192).flash_page_size(0).flash_write_delay(6).flash_poll(poll_kind::not_ff)
+        .eeprom_size(512).eeprom_write_delay(6).eeprom_poll(poll_kind::not_00_ff)
+        .osccal_count(0).lock_type(lock_kind::bits_7_6).fuse_type(fuse_kind::byte_58).fuses(fuses_f1)
+        .flags(chip_resync_by_sck | chip_locked_fuse_write),
+    chip_record("90S2333").signature(0x1E9105).erase_delay(3)
+        .flash_size(2048).flash_page_size(0).flash_write_delay(6).flash_poll(poll_kind::not_ff)
+        .eeprom_size(128).eeprom_write_delay(6).eeprom_poll(poll_kind::not_00_ff)
+        .osccal_count(0).lock_type(lock_kind::bits_1_2).fuse_type(fuse_kind::byte_50).fuses(fuses_f2)
+        .flags(chip_resync_by_sck | chip_locked_fuse_write),
+    chip_record("90S4433").signature(0x1E9203).erase_delay(30)
+        .flash_size(4096).flash_page_size(0).flash_write_delay(6).flash_poll(poll_kind::not_ff)
+        .eeprom_size(256).eeprom_write_delay(6).eeprom_poll(poll_kind::not_00_ff)
+        .osccal_count(0).lock_type(lock_kind::bits_1_2).fuse_type(fuse_kind::byte_50).fuses(fuses_f2)
+        .flags(chip_resync_by_sck | chip_locked_fuse_write),
+    chip_record("90S2323").signature(0x1E9102).erase_delay(30)
+        .flash_size(2048).flash_page_size(0).flash_write_delay(6).flash_poll(poll_kind::not_ff)
+        .eeprom_size(128).eeprom_write_delay(6).eeprom_poll(poll_kind::not_00_ff)
+        .osccal_count(0).lock_type(lock_kind::bits_7_6).fuse_type(fuse_kind::byte_58).fuses(fuses_f1)
+        .flags(chip_resync_by_sck | chip_locked_fuse_write),
+    chip_record("90S2343").signature(0x1E9103).erase_delay(30)
+        .flash_size(2048).flash_page_size(0).flash_write_delay(6).flash_poll(poll_kind::not_ff)
+        .eeprom_size(128).eeprom_write_delay(6).eeprom_poll(poll_kind::not_00_ff)
+        .osccal_count(0).lock_type(lock_kind::bits_7_6).fuse_type(fuse_kind::byte_58).fuses(fuses_f3)
+        .flags(chip_resync_by_sck | chip_locked_fuse_write),
+    chip_record("tiny12").signature(0x1E9005).erase_delay(30)
+        .flash_size(1024).flash_page_size(0).flash_write_delay(6).flash_poll(poll_kind::not_ff)
+        .eeprom_size(64).eeprom_write_delay(8).eeprom_poll(poll_kind::not_ff)
+        .osccal_count(1).lock_type(lock_kind::bits_1_2).fuse_type(fuse_kind::bytes_4).fuses(fuses_f4)
+        .flags(chip_list_new_line | chip_resync_by_sck | chip_locked_fuse_write | chip_erase_bug),
+    chip_record("tiny22L").signature(0x1E9106).erase_delay(30)
+        .flash_size(2048).flash_page_size(0).flash_write_delay(6).flash_poll(poll_kind::not_ff)
+        .eeprom_size(128).eeprom_write_delay(6).eeprom_poll(poll_kind::not_00_ff)
+        .osccal_count(0).lock_type(lock_kind::bits_7_6).fuse_type(fuse_kind::none).fuses(nullptr)
+        .flags(chip_resync_by_sck),
+    chip_record("tiny22").signature(0x1E9106).erase_delay(30)
+        .flash_size(2048).flash_page_size(0).flash_write_delay(6).flash_poll(poll_kind::not_ff)
+        .eeprom_size(128).eeprom_write_delay(6).eeprom_poll(poll_kind::not_00_ff)
+        .osccal_count(0).lock_type(lock_kind::bits_7_6).fuse_type(fuse_kind::byte_58).fuses(fuses_f3)
+        .flags(chip_resync_by_sck | chip_locked_fuse_write),
+    chip_record("tiny13|tiny13A").signature(0x1E9007).erase_delay(20)
+        .flash_size(1024).flash_page_size(32).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(64).eeprom_write_delay(5).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(2).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f5)
+        .flags(0),
+    chip_record("tiny2313|tiny2313A").signature(0x1E910A).erase_delay(20)
+        .flash_size(2048).flash_page_size(32).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(128).eeprom_write_delay(5).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(2).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f6)
+        .flags(chip_list_new_line),
+    chip_record("tiny4313").signature(0x1E920D).erase_delay(20)
+        .flash_size(4096).flash_page_size(64).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(256).eeprom_write_delay(5).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(2).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f6)
+        .flags(0),
+    chip_record("tiny15").signature(0x1E9006).erase_delay(30)
+        .flash_size(1024).flash_page_size(0).flash_write_delay(5).flash_poll(poll_kind::not_ff)
+        .eeprom_size(64).eeprom_write_delay(9).eeprom_poll(poll_kind::not_ff)
+        .osccal_count(1).lock_type(lock_kind::bits_1_2).fuse_type(fuse_kind::bytes_4).fuses(fuses_f7)
+        .flags(chip_list_new_line | chip_resync_by_sck | chip_locked_fuse_write),
+    chip_record("tiny25").signature(0x1E9108).erase_delay(20)
+        .flash_size(2048).flash_page_size(32).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(128).eeprom_write_delay(5).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(2).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f8)
+        .flags(0),
+    chip_record("tiny45").signature(0x1E9206).erase_delay(20)
+        .flash_size(4096).flash_page_size(64).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(256).eeprom_write_delay(5).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(2).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f8)
+        .flags(0),
+    chip_record("tiny85").signature(0x1E930B).erase_delay(20)
+        .flash_size(8192).flash_page_size(64).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(512).eeprom_write_delay(5).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(2).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f8)
+        .flags(0),
+    chip_record("tiny26").signature(0x1E9109).erase_delay(20)
+        .flash_size(2048).flash_page_size(32).flash_write_delay(6).flash_poll(poll_kind::not_ff)
+        .eeprom_size(128).eeprom_write_delay(10).eeprom_poll(poll_kind::not_ff)
+        .osccal_count(4).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f9)
+        .flags(chip_list_new_line),
+    chip_record("tiny261|tiny261A").signature(0x1E910C).erase_delay(20)
+        .flash_size(2048).flash_page_size(32).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(128).eeprom_write_delay(5).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f8)
+        .flags(0),
+    chip_record("tiny461|tiny461A").signature(0x1E9208).erase_delay(20)
+        .flash_size(4096).flash_page_size(64).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(256).eeprom_write_delay(5).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f8)
+        .flags(0),
+    chip_record("tiny861|tiny861A").signature(0x1E930D).erase_delay(20)
+        .flash_size(8192).flash_page_size(64).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(512).eeprom_write_delay(5).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f8)
+        .flags(0),
+    chip_record("tiny24|tiny24A").signature(0x1E910B).erase_delay(20)
+        .flash_size(2048).flash_page_size(32).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(128).eeprom_write_delay(5).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f8)
+        .flags(chip_list_new_line),
+    chip_record("tiny44|tiny44A").signature(0x1E9207).erase_delay(20)
+        .flash_size(4096).flash_page_size(64).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(256).eeprom_write_delay(5).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f8)
+        .flags(0),
+    chip_record("tiny84").signature(0x1E930C).erase_delay(20)
+        .flash_size(8192).flash_page_size(64).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(512).eeprom_write_delay(5).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f8)
+        .flags(0),
+    chip_record("tiny43u").signature(0x1E920C).erase_delay(20)
+        .flash_size(4096).flash_page_size(64).flash_write_delay(5).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(64).eeprom_write_delay(5).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f8)
+        .flags(chip_list_new_line),
+    chip_record("tiny48").signature(0x1E9209).erase_delay(20)
+        .flash_size(4096).flash_page_size(64).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(256).eeprom_write_delay(5).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f10)
+        .flags(0),
+    chip_record("tiny88").signature(0x1E9311).erase_delay(20)
+        .flash_size(8192).flash_page_size(64).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(512).eeprom_write_delay(5).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f10)
+        .flags(0),
+    chip_record("tiny87").signature(0x1E9387).erase_delay(20)
+        .flash_size(8192).flash_page_size(128).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(512).eeprom_write_delay(5).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f8)
+        .flags(0),
+    chip_record("tiny167").signature(0x1E9487).erase_delay(20)
+        .flash_size(16384).flash_page_size(128).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(512).eeprom_write_delay(5).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f8)
+        .flags(0),
+    chip_record("mega603").signature(0x1E9601).erase_delay(70)
+        .flash_size(65536).flash_page_size(256).flash_write_delay(25).flash_poll(poll_kind::none)
+        .eeprom_size(2048).eeprom_write_delay(10).eeprom_poll(poll_kind::not_7f_80)
+        .osccal_count(0).lock_type(lock_kind::bits_1_2).fuse_type(fuse_kind::byte_50).fuses(fuses_f11)
+        .flags(chip_list_new_line | chip_resync_by_sck),
+    chip_record("mega103").signature(0x1E9701).erase_delay(70)
+        .flash_size(131072).flash_page_size(256).flash_write_delay(25).flash_poll(poll_kind::none)
+        .eeprom_size(4096).eeprom_write_delay(10).eeprom_poll(poll_kind::not_7f_80)
+        .osccal_count(0).lock_type(lock_kind::bits_1_2).fuse_type(fuse_kind::byte_50).fuses(fuses_f11)
+        .flags(chip_resync_by_sck),
+    chip_record("mega161").signature(0x1E9401).erase_delay(35)
+        .flash_size(16384).flash_page_size(128).flash_write_delay(16).flash_poll(poll_kind::not_ff)
+        .eeprom_size(512).eeprom_write_delay(6).eeprom_poll(poll_kind::not_ff)
+        .osccal_count(0).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f12)
+        .flags(0),
+    chip_record("mega163").signature(0x1E9402).erase_delay(35)
+        .flash_size(16384).flash_page_size(128).flash_write_delay(18).flash_poll(poll_kind::not_ff)
+        .eeprom_size(512).eeprom_write_delay(6).eeprom_poll(poll_kind::not_ff)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f13)
+        .flags(chip_resync_by_sck),
+    chip_record("mega323").signature(0x1E9501).erase_delay(35)
+        .flash_size(32768).flash_page_size(128).flash_write_delay(18).flash_poll(poll_kind::not_ff)
+        .eeprom_size(1024).eeprom_write_delay(6).eeprom_poll(poll_kind::not_ff)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f14)
+        .flags(chip_resync_by_sck),
+    chip_record("mega8515").signature(0x1E9306).erase_delay(20)
+        .flash_size(8192).flash_page_size(64).flash_write_delay(6).flash_poll(poll_kind::not_ff)
+        .eeprom_size(512).eeprom_write_delay(10).eeprom_poll(poll_kind::not_ff)
+        .osccal_count(4).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f15)
+        .flags(chip_list_new_line),
+    chip_record("mega8535").signature(0x1E9308).erase_delay(20)
+        .flash_size(8192).flash_page_size(64).flash_write_delay(6).flash_poll(poll_kind::not_ff)
+        .eeprom_size(512).eeprom_write_delay(10).eeprom_poll(poll_kind::not_ff)
+        .osccal_count(4).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f16)
+        .flags(0),
+    chip_record("mega162").signature(0x1E9404).erase_delay(20)
+        .flash_size(16384).flash_page_size(128).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(512).eeprom_write_delay(10).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f17)
+        .flags(0),
+    chip_record("mega8|mega8A").signature(0x1E9307).erase_delay(20)
+        .flash_size(8192).flash_page_size(64).flash_write_delay(6).flash_poll(poll_kind::not_ff)
+        .eeprom_size(512).eeprom_write_delay(10).eeprom_poll(poll_kind::not_ff)
+        .osccal_count(4).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f18)
+        .flags(chip_list_new_line),
+    chip_record("mega48|mega48A").signature(0x1E9205).erase_delay(20)
+        .flash_size(4096).flash_page_size(64).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(256).eeprom_write_delay(5).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f8)
+        .flags(0),
+    chip_record("mega48P|mega48PA").signature(0x1E920A).erase_delay(20)
+        .flash_size(4096).flash_page_size(64).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(256).eeprom_write_delay(5).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f8)
+        .flags(0),
+    chip_record("mega88|mega88A").signature(0x1E930A).erase_delay(20)
+        .flash_size(8192).flash_page_size(64).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(512).eeprom_write_delay(5).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f19)
+        .flags(0),
+    chip_record("mega88P|mega88PA").signature(0x1E930F).erase_delay(20)
+        .flash_size(8192).flash_page_size(64).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(512).eeprom_write_delay(5).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f19)
+        .flags(0),
+    chip_record("mega168|mega168A").signature(0x1E9406).erase_delay(20)
+        .flash_size(16384).flash_page_size(128).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(512).eeprom_write_delay(5).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f19)
+        .flags(0),
+    chip_record("mega168P|mega168PA").signature(0x1E940B).erase_delay(20)
+        .flash_size(16384).flash_page_size(128).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(512).eeprom_write_delay(5).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f19)
+        .flags(0),
+    chip_record("mega328").signature(0x1E9514).erase_delay(20)
+        .flash_size(32768).flash_page_size(128).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(512).eeprom_write_delay(5).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f20)
+        .flags(0),
+    chip_record("mega328P").signature(0x1E950F).erase_delay(20)
+        .flash_size(32768).flash_page_size(128).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(512).eeprom_write_delay(5).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f20)
+        .flags(0),
+    chip_record("mega16|mega16A").signature(0x1E9403).erase_delay(20)
+        .flash_size(16384).flash_page_size(128).flash_write_delay(6).flash_poll(poll_kind::not_ff)
+        .eeprom_size(512).eeprom_write_delay(10).eeprom_poll(poll_kind::not_ff)
+        .osccal_count(4).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f21)
+        .flags(chip_list_new_line),
+    chip_record("mega32|mega32A").signature(0x1E9502).erase_delay(20)
+        .flash_size(32768).flash_page_size(128).flash_write_delay(6).flash_poll(poll_kind::not_ff)
+        .eeprom_size(1024).eeprom_write_delay(10).eeprom_poll(poll_kind::not_ff)
+        .osccal_count(4).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f21)
+        .flags(0),
+    chip_record("mega64|mega64A").signature(0x1E9602).erase_delay(20)
+        .flash_size(65536).flash_page_size(256).flash_write_delay(6).flash_poll(poll_kind::not_ff)
+        .eeprom_size(2048).eeprom_write_delay(12).eeprom_poll(poll_kind::not_ff)
+        .osccal_count(4).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f22)
+        .flags(0),
+    chip_record("mega128|mega128A").signature(0x1E9702).erase_delay(20)
+        .flash_size(131072).flash_page_size(256).flash_write_delay(6).flash_poll(poll_kind::not_ff)
+        .eeprom_size(4096).eeprom_write_delay(12).eeprom_poll(poll_kind::not_ff)
+        .osccal_count(4).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f22)
+        .flags(0),
+    chip_record("90CAN32").signature(0x1E9581).erase_delay(20)
+        .flash_size(32768).flash_page_size(256).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(1024).eeprom_write_delay(10).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f23)
+        .flags(chip_list_new_line),
+    chip_record("90CAN64").signature(0x1E9681).erase_delay(20)
+        .flash_size(65536).flash_page_size(256).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(2048).eeprom_write_delay(10).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f23)
+        .flags(0),
+    chip_record("90CAN128").signature(0x1E9781).erase_delay(20)
+        .flash_size(131072).flash_page_size(256).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(4096).eeprom_write_delay(10).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f23)
+        .flags(0),
+    chip_record("90usb82").signature(0x1E9382).erase_delay(20)
+        .flash_size(8192).flash_page_size(128).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(512).eeprom_write_delay(10).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f24)
+        .flags(chip_list_new_line),
+    chip_record("90usb162").signature(0x1E9482).erase_delay(20)
+        .flash_size(16384).flash_page_size(128).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(512).eeprom_write_delay(10).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f24)
+        .flags(0),
+    chip_record("mega8U2").signature(0x1E9389).erase_delay(20)
+        .flash_size(8192).flash_page_size(64).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(512).eeprom_write_delay(10).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f24)
+        .flags(0),
+    chip_record("mega16U2").signature(0x1E9489).erase_delay(20)
+        .flash_size(16384).flash_page_size(128).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(512).eeprom_write_delay(10).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f24)
+        .flags(0),
+    chip_record("mega32U2").signature(0x1E958A).erase_delay(20)
+        .flash_size(32768).flash_page_size(128).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(1024).eeprom_write_delay(10).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f24)
+        .flags(0),
+    chip_record("mega16U4").signature(0x1E9488).erase_delay(20)
+        .flash_size(16384).flash_page_size(128).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(512).eeprom_write_delay(10).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f25)
+        .flags(chip_list_new_line),
+    chip_record("mega32U4").signature(0x1E9587).erase_delay(20)
+        .flash_size(32768).flash_page_size(128).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(1024).eeprom_write_delay(10).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f25)
+        .flags(0),
+    chip_record("mega32U6").signature(0x1E9588).erase_delay(20)
+        .flash_size(32768).flash_page_size(128).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(1024).eeprom_write_delay(10).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f25)
+        .flags(chip_list_new_line),
+    chip_record("90usb646|90usb647").signature(0x1E9682).erase_delay(20)
+        .flash_size(65536).flash_page_size(256).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(2048).eeprom_write_delay(10).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f25)
+        .flags(0),
+    chip_record("90usb1286|90usb1287").signature(0x1E9782).erase_delay(20)
+        .flash_size(131072).flash_page_size(256).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(4096).eeprom_write_delay(10).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f25)
+        .flags(0),
+    chip_record("mega164A").signature(0x1E940F).erase_delay(20)
+        .flash_size(16384).flash_page_size(128).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(512).eeprom_write_delay(10).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f26)
+        .flags(chip_list_new_line),
+    chip_record("mega164P|mega164PA").signature(0x1E940A).erase_delay(20)
+        .flash_size(16384).flash_page_size(128).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(512).eeprom_write_delay(10).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f26)
+        .flags(0),
+    chip_record("mega324A").signature(0x1E9515).erase_delay(20)
+        .flash_size(32768).flash_page_size(128).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(1024).eeprom_write_delay(10).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f26)
+        .flags(0),
+    chip_record("mega324P").signature(0x1E9508).erase_delay(20)
+        .flash_size(32768).flash_page_size(128).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(1024).eeprom_write_delay(10).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f26)
+        .flags(0),
+    chip_record("mega324PA").signature(0x1E9511).erase_delay(20)
+        .flash_size(32768).flash_page_size(128).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(1024).eeprom_write_delay(10).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f26)
+        .flags(0),
+    chip_record("mega644|mega644A").signature(0x1E9609).erase_delay(20)
+        .flash_size(65536).flash_page_size(256).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(2048).eeprom_write_delay(10).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f26)
+        .flags(chip_list_new_line),
+    chip_record("mega644P|mega644PA").signature(0x1E960A).erase_delay(20)
+        .flash_size(65536).flash_page_size(256).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(2048).eeprom_write_delay(10).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f26)
+        .flags(0),
+    chip_record("mega1284").signature(0x1E9706).erase_delay(20)
+        .flash_size(131072).flash_page_size(256).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(4096).eeprom_write_delay(10).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f26)
+        .flags(0),
+    chip_record("mega1284P").signature(0x1E9705).erase_delay(20)
+        .flash_size(131072).flash_page_size(256).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(4096).eeprom_write_delay(10).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f26)
+        .flags(0),
+    chip_record("mega165|mega165P|mega165PA").signature(0x1E9407).erase_delay(20)
+        .flash_size(16384).flash_page_size(128).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(512).eeprom_write_delay(10).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f27)
+        .flags(chip_list_new_line),
+    chip_record("mega165A").signature(0x1E9410).erase_delay(20)
+        .flash_size(16384).flash_page_size(128).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(512).eeprom_write_delay(10).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f27)
+        .flags(0),
+    chip_record("mega325|mega325A").signature(0x1E9505).erase_delay(20)
+        .flash_size(32768).flash_page_size(128).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(1024).eeprom_write_delay(10).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f28)
+        .flags(chip_list_new_line),
+    chip_record("mega325P").signature(0x1E950D).erase_delay(20)
+        .flash_size(32768).flash_page_size(128).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(1024).eeprom_write_delay(10).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f28)
+        .flags(0),
+    chip_record("mega3250").signature(0x1E9506).erase_delay(20)
+        .flash_size(32768).flash_page_size(128).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(1024).eeprom_write_delay(10).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f28)
+        .flags(0),
+    chip_record("mega3250P").signature(0x1E950E).erase_delay(20)
+        .flash_size(32768).flash_page_size(128).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(1024).eeprom_write_delay(10).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f28)
+        .flags(0),
+    chip_record("mega645|mega645A").signature(0x1E9605).erase_delay(20)
+        .flash_size(65536).flash_page_size(256).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(2048).eeprom_write_delay(10).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f28)
+        .flags(chip_list_new_line),
+    chip_record("mega6450|mega6450A").signature(0x1E9606).erase_delay(20)
+        .flash_size(65536).flash_page_size(256).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(2048).eeprom_write_delay(10).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f28)
+        .flags(0),
+    chip_record("mega169|mega169P|mega169PA").signature(0x1E9405).erase_delay(20)
+        .flash_size(16384).flash_page_size(128).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(512).eeprom_write_delay(10).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f27)
+        .flags(chip_list_new_line),
+    chip_record("mega169A").signature(0x1E9411).erase_delay(20)
+        .flash_size(16384).flash_page_size(128).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(512).eeprom_write_delay(10).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f27)
+        .flags(0),
+    chip_record("mega329|mega329A").signature(0x1E9503).erase_delay(20)
+        .flash_size(32768).flash_page_size(128).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(1024).eeprom_write_delay(10).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f28)
+        .flags(chip_list_new_line),
+    chip_record("mega329P|mega329PA").signature(0x1E950B).erase_delay(20)
+        .flash_size(32768).flash_page_size(128).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(1024).eeprom_write_delay(10).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f28)
+        .flags(0),
+    chip_record("mega3290").signature(0x1E9504).erase_delay(20)
+        .flash_size(32768).flash_page_size(128).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(1024).eeprom_write_delay(10).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f28)
+        .flags(0),
+    chip_record("mega3290P").signature(0x1E950C).erase_delay(20)
+        .flash_size(32768).flash_page_size(128).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(1024).eeprom_write_delay(10).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f28)
+        .flags(0),
+    chip_record("mega649|mega649A").signature(0x1E9603).erase_delay(20)
+        .flash_size(65536).flash_page_size(256).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(2048).eeprom_write_delay(10).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f28)
+        .flags(chip_list_new_line),
+    chip_record("mega6490|mega6490A").signature(0x1E9604).erase_delay(20)
+        .flash_size(65536).flash_page_size(256).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(2048).eeprom_write_delay(10).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f28)
+        .flags(0),
+    chip_record("mega640").signature(0x1E9608).erase_delay(20)
+        .flash_size(65536).flash_page_size(256).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(4096).eeprom_write_delay(10).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f26)
+        .flags(chip_list_new_line),
+    chip_record("mega1280").signature(0x1E9703).erase_delay(20)
+        .flash_size(131072).flash_page_size(256).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(4096).eeprom_write_delay(10).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f26)
+        .flags(0),
+    chip_record("mega1281").signature(0x1E9704).erase_delay(20)
+        .flash_size(131072).flash_page_size(256).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(4096).eeprom_write_delay(10).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f26)
+        .flags(0),
+    chip_record("mega2560").signature(0x1E9801).erase_delay(20)
+        .flash_size(262144).flash_page_size(256).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(4096).eeprom_write_delay(10).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f26)
+        .flags(0),
+    chip_record("mega2561").signature(0x1E9802).erase_delay(20)
+        .flash_size(262144).flash_page_size(256).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(4096).eeprom_write_delay(10).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f26)
+        .flags(0),
+    chip_record("90pwm2|90pwm3").signature(0x1E9381).erase_delay(20)
+        .flash_size(8192).flash_page_size(64).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(512).eeprom_write_delay(5).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f29)
+        .flags(chip_list_new_line),
+    chip_record("90pwm1|90pwm2B|90pwm3B").signature(0x1E9383).erase_delay(20)
+        .flash_size(8192).flash_page_size(64).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(512).eeprom_write_delay(5).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f29)
+        .flags(0),
+    chip_record("90pwm216|90pwm316").signature(0x1E9483).erase_delay(20)
+        .flash_size(16384).flash_page_size(64).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(512).eeprom_write_delay(5).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f29)
+        .flags(0),
+    chip_record("90pwm81").signature(0x1E9388).erase_delay(20)
+        .flash_size(8192).flash_page_size(64).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(512).eeprom_write_delay(5).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f30)
+        .flags(0),
+    chip_record("mega16M1").signature(0x1E9484).erase_delay(20)
+        .flash_size(16384).flash_page_size(128).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(512).eeprom_write_delay(5).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f31)
+        .flags(chip_list_new_line),
+    chip_record("mega32M1").signature(0x1E9584).erase_delay(20)
+        .flash_size(32768).flash_page_size(128).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(1024).eeprom_write_delay(5).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f31)
+        .flags(0),
+    chip_record("mega64M1").signature(0x1E9684).erase_delay(20)
+        .flash_size(65536).flash_page_size(256).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(2048).eeprom_write_delay(5).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f31)
+        .flags(0),
+    chip_record("mega32C1").signature(0x1E9586).erase_delay(20)
+        .flash_size(32768).flash_page_size(128).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(1024).eeprom_write_delay(5).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f31)
+        .flags(0),
+    chip_record("mega64C1").signature(0x1E9686).erase_delay(20)
+        .flash_size(65536).flash_page_size(256).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(2048).eeprom_write_delay(5).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f31)
+        .flags(0),
+    chip_record("mega8HVA").signature(0x1E9310).erase_delay(10)
+        .flash_size(8192).flash_page_size(128).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(256).eeprom_write_delay(5).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f32)
+        .flags(chip_list_new_line),
+    chip_record("mega16HVA").signature(0x1E940C).erase_delay(10)
+        .flash_size(16384).flash_page_size(128).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(256).eeprom_write_delay(5).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f32)
+        .flags(0),
+    chip_record("mega16HVB").signature(0x1E940D).erase_delay(10)
+        .flash_size(16384).flash_page_size(128).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(512).eeprom_write_delay(5).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f33)
+        .flags(0),
+    chip_record("mega32HVB").signature(0x1E9510).erase_delay(10)
+        .flash_size(32768).flash_page_size(128).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(1024).eeprom_write_delay(5).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f33)
+        .flags(0),
+    chip_record("mega8HVD").signature(0x1E9312).erase_delay(20)
+        .flash_size(8192).flash_page_size(64).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(256).eeprom_write_delay(5).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f32)
+        .flags(0),
+    chip_record("mega128RFA1").signature(0x1EA701).erase_delay(30)
+        .flash_size(131072).flash_page_size(256).flash_write_delay(6).flash_poll(poll_kind::rdy_bsy)
+        .eeprom_size(4096).eeprom_write_delay(12).eeprom_poll(poll_kind::rdy_bsy)
+        .osccal_count(1).lock_type(lock_kind::bits_0_1).fuse_type(fuse_kind::bytes_4).fuses(fuses_f26)
+        .flags(chip_list_new_line),
 };
 
 const int chip_count = sizeof(chip_table) / sizeof(chip_table[0]);

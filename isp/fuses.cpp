@@ -27,19 +27,19 @@ void read_fuses() {
   const chip_desc& chip = current_chip();
   fuse_read_pair* read = isp_chip.fuse_read;
   switch (chip.fuse_type) {
-    case 1:
+    case fuse_kind::byte_58:
       read[fuse_low].value = read_fuse_byte(0x58, 0x00);
       break;
-    case 2:
+    case fuse_kind::byte_50:
       read[fuse_low].value = read_fuse_byte(0x50, 0x00);
       break;
-    case 3:
+    case fuse_kind::bytes_4:
       if (has_list(chip, fuse_low)) read[fuse_low].value = read_fuse_byte(0x50, 0x00);
       if (has_list(chip, fuse_lock)) read[fuse_lock].value = read_fuse_byte(0x58, 0x00);
       if (has_list(chip, fuse_high)) read[fuse_high].value = read_fuse_byte(0x58, 0x08);
       if (has_list(chip, fuse_ext)) read[fuse_ext].value = read_fuse_byte(0x50, 0x08);
       break;
-    default:
+    case fuse_kind::none:
       break;
   }
 }
@@ -93,11 +93,11 @@ void program_fuses() {
   }
   const fuse_request_pair* request = isp_chip.fuse_request;
   switch (chip.fuse_type) {
-    case 1:
-    case 2:
+    case fuse_kind::byte_58:
+    case fuse_kind::byte_50:
       write_fuse_byte(uint8_t(0xA0 | (request[fuse_low].value & 0x1F)), 0x00);
       break;
-    case 3: {
+    case fuse_kind::bytes_4: {
       static const struct {
         int byte;
         uint8_t instruction;
@@ -107,7 +107,7 @@ void program_fuses() {
       }
       break;
     }
-    default:
+    case fuse_kind::none:
       break;
   }
 }

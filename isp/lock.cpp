@@ -15,11 +15,11 @@ const char* const lock_texts[] = {"not locked", "locked - programming disabled",
 bool has_lock_list(const chip_desc& chip) { return chip.fuses != nullptr && chip.fuses[fuse_lock] != nullptr; }
 
 // The two lock bits LB1 (bit 0) and LB2 (bit 1) from the Read Lock reply.
-int lock_bits(uint8_t lock_type, uint8_t reply) {
+int lock_bits(lock_kind lock_type, uint8_t reply) {
   switch (lock_type) {
-    case 1: return ((reply >> 7) & 1) | (((reply >> 6) & 1) << 1);
-    case 2: return (reply >> 1) & 3;
-    default: return reply & 3;
+    case lock_kind::bits_7_6: return ((reply >> 7) & 1) | (((reply >> 6) & 1) << 1);
+    case lock_kind::bits_1_2: return (reply >> 1) & 3;
+    default: return reply & 3;  // lock_kind::bits_0_1
   }
 }
 
@@ -29,7 +29,7 @@ const char* lock_state_text(int state) { return state >= 0 && state <= 2 ? lock_
 
 void read_lock_state() {
   const chip_desc& chip = current_chip();
-  if (chip.lock_type == 0) {
+  if (chip.lock_type == lock_kind::unreadable) {
     isp_chip.lock_state = -1;
     return;
   }
@@ -48,7 +48,7 @@ void print_lock_state() {
 
 bool lock_allowed() {
   const chip_desc& chip = current_chip();
-  if (chip.fuse_type != 3 || !has_lock_list(chip)) return true;
+  if (chip.fuse_type != fuse_kind::bytes_4 || !has_lock_list(chip)) return true;
   const fuse_request_pair& request = isp_chip.fuse_request[fuse_lock];
   return (uint8_t(~isp_chip.fuse_read[fuse_lock].value) & request.value & request.mask) == 0;
 }
@@ -57,7 +57,7 @@ char lock_chip(char level) {
   const chip_desc& chip = current_chip();
   const bool level1 = level < '2';
   uint8_t cmd[4];
-  if (chip.lock_type == 3) {
+  if (chip.lock_type == lock_kind::bits_0_1) {
     const uint8_t m = level1 ? 0x01 : 0x03;
     uint8_t v;
     if (has_lock_list(chip)) {

@@ -61,19 +61,19 @@ void setup_polling(int kind) {
   if (settings.write_flags & write_flag_polling) {
     isp_chip.poll_address = -1;
     const chip_desc& chip = current_chip();
-    const int method = kind == mem_code ? chip.flash_poll : chip.eeprom_poll;
+    const poll_kind method = kind == mem_code ? chip.flash_poll : chip.eeprom_poll;
     auto unpollable_pair = [](uint8_t a, uint8_t b) {
       isp_chip.unpollable[0] = a;
       isp_chip.unpollable[1] = b;
       isp_chip.poll_mode = poll_data;
     };
     switch (method) {
-      case 1: unpollable_pair(0x00, 0xFF); break;
-      case 2: unpollable_pair(0x7F, 0x80); break;
-      case 3: unpollable_pair(0x7F, 0x7F); break;
-      case 4: unpollable_pair(0xFF, 0xFF); break;
-      case 5: isp_chip.poll_mode = poll_ready_busy; break;
-      default:
+      case poll_kind::not_00_ff: unpollable_pair(0x00, 0xFF); break;
+      case poll_kind::not_7f_80: unpollable_pair(0x7F, 0x80); break;
+      case poll_kind::not_7f: unpollable_pair(0x7F, 0x7F); break;
+      case poll_kind::not_ff: unpollable_pair(0xFF, 0xFF); break;
+      case poll_kind::rdy_bsy: isp_chip.poll_mode = poll_ready_busy; break;
+      case poll_kind::none:
         report(1, "Warning: can't use write polling for %s of %s\n", memory_kind_name(kind),
                chip_display_name(current_chip_index()));
         isp_chip.poll_mode = poll_delay;
