@@ -168,48 +168,34 @@ uint8_t ft2232_adapter::read() {
 }
 
 void ft2232_adapter::transfer_block(const uint8_t* out, uint8_t* in, uint32_t count) {
-  const uint8_t flip = mosi_inverted ? 0xFF : 0x00;
-  while (count > 0) {
-    const uint32_t n = count < transfer_block_limit ? count : transfer_block_limit;
-    command.clear();
-    command.insert(command.end(), {static_cast<uint8_t>(bytes_in_out | clock_edge_bits),
-                                   static_cast<uint8_t>(n - 1), static_cast<uint8_t>((n - 1) >> 8)});
-    for (uint32_t i = 0; i < n; ++i) command.push_back(out[i] ^ flip);
-    command.push_back(send_immediate);
-    send(command.data(), static_cast<uint32_t>(command.size()));
-    device->read(in, n);
-    if (miso_inverted)
-      for (uint32_t i = 0; i < n; ++i) in[i] = static_cast<uint8_t>(~in[i]);
-    out += n;
-    in += n;
-    count -= n;
-  }
+  shift_bytes(bytes_in_out, out, in, count, transfer_block_limit);
 }
 
 void ft2232_adapter::write_block(const uint8_t* out, uint32_t count) {
-  const uint8_t flip = mosi_inverted ? 0xFF : 0x00;
-  while (count > 0) {
-    const uint32_t n = count < write_block_limit ? count : write_block_limit;
-    command.clear();
-    command.insert(command.end(), {static_cast<uint8_t>(bytes_out | clock_edge_bits), static_cast<uint8_t>(n - 1),
-                                   static_cast<uint8_t>((n - 1) >> 8)});
-    for (uint32_t i = 0; i < n; ++i) command.push_back(out[i] ^ flip);
-    send(command.data(), static_cast<uint32_t>(command.size()));
-    out += n;
-    count -= n;
-  }
+  shift_bytes(bytes_out, out, nullptr, count, write_block_limit);
 }
 
-void ft2232_adapter::read_block(uint8_t* in, uint32_t count) {
+void ft2232_adapter::read_block(uint8_t* in, uint32_t count) { shift_bytes(bytes_in, nullptr, in, count, read_block_limit); }
+
+void ft2232_adapter::shift_bytes(uint8_t opcode, const uint8_t* out, uint8_t* in, uint32_t count, uint32_t limit) {
+  const uint8_t flip = mosi_inverted ? 0xFF : 0x00;
   while (count > 0) {
-    const uint32_t n = count < read_block_limit ? count : read_block_limit;
-    const uint8_t ask[4] = {static_cast<uint8_t>(bytes_in | clock_edge_bits), static_cast<uint8_t>(n - 1),
-                            static_cast<uint8_t>((n - 1) >> 8), send_immediate};
-    send(ask, sizeof ask);
-    device->read(in, n);
-    if (miso_inverted)
-      for (uint32_t i = 0; i < n; ++i) in[i] = static_cast<uint8_t>(~in[i]);
-    in += n;
+    const uint32_t n = count < limit ? count : limit;
+    command.clear();
+    command.insert(command.end(), {static_cast<uint8_t>(opcode | clock_edge_bits), static_cast<uint8_t>(n - 1),
+                                   static_cast<uint8_t>((n - 1) >> 8)});
+    if (out != nullptr) {
+      for (uint32_t i = 0; i < n; ++i) command.push_back(out[i] ^ flip);
+      out += n;
+    }
+    if (in != nullptr) command.push_back(send_immediate);
+    send(command.data(), static_cast<uint32_t>(command.size()));
+    if (in != nullptr) {
+      device->read(in, n);
+      if (miso_inverted)
+        for (uint32_t i = 0; i < n; ++i) in[i] = static_cast<uint8_t>(~in[i]);
+      in += n;
+    }
     count -= n;
   }
 }

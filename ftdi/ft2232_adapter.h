@@ -64,6 +64,10 @@ class ft2232_adapter : public spi_adapter {
   void set_signal(int signal, bool active);  // drive, then write_pins
   // The device's write; a failure also marks the channel as unable to take writes.
   void send(const void* bytes, uint32_t count);
+  // Shifts count bytes with the MPSSE byte command `opcode`, at most `limit`
+  // per command: out's bytes (when given) after the length, Send Immediate and
+  // the read of the reply into in (when given).
+  void shift_bytes(uint8_t opcode, const uint8_t* out, uint8_t* in, uint32_t count, uint32_t limit);
 
   std::unique_ptr<ftdi_device> device;
   std::unique_ptr<pin_map> pins;

@@ -5,7 +5,9 @@
 
 #include <cstdint>
 
-constexpr int32_t extended_segment = 0x20000;  // FLASH bytes per Load Extended Address value
+// FLASH bytes per Load Extended Address value: 128 KB, 2^17.
+constexpr int extended_segment_bits = 17;
+constexpr int32_t extended_segment = int32_t(1) << extended_segment_bits;
 
 void read_flash(uint8_t* buf, int32_t addr, int32_t len);
 void read_eeprom(uint8_t* buf, int32_t addr, int32_t len);
@@ -15,4 +17,4 @@ uint8_t read_byte(int32_t addr);
 void load_extended_address(uint8_t e);
 // The Load Extended Address operand that selects the bank of a FLASH byte
 // address: bits 16-23 of its word address.
-inline uint8_t extended_address_of(int32_t addr) { return uint8_t(addr >> 17); }
+inline uint8_t extended_address_of(int32_t addr) { return uint8_t(addr >> extended_segment_bits); }

@@ -16,7 +16,7 @@ namespace {
 FILE* serial_file = nullptr;
 uint32_t serial_number = 0;  // 32 bits on every platform: 4294967295 is followed by 0
 
-const char* mode_memory_name(cell_mode mode) { return mode == cell_data ? "DATA memory" : "CODE memory"; }
+const char* mode_memory_name(cell_mode mode) { return memory_kind_name(mode == cell_data ? mem_data : mem_code); }
 
 data_block* block_holding(mem_image& image, int32_t address, const char* name) {
   data_block* block = image.find_if([address](const data_block* b) { return b->contains(address); });

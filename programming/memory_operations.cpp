@@ -134,6 +134,14 @@ void program_block(const data_block& block) {
   block_done(block);
 }
 
+// One memory's blank check from address 0 to last, with its progress line.
+bool memory_blank(int32_t last) {
+  progress_start();
+  const bool blank = is_blank(0, last);
+  operation_done();
+  return blank;
+}
+
 }  // namespace
 
 uint32_t blank_check(uint8_t what) {
@@ -142,10 +150,7 @@ uint32_t blank_check(uint8_t what) {
     isp_chip.last_loaded = -1;
     isp_chip.memory = mem_code;
     report(2, "Blank check\nCode: ");
-    progress_start();
-    bool blank = is_blank(0, flash_data_size() - 1);
-    operation_done();
-    if (blank) {
+    if (memory_blank(flash_data_size() - 1)) {
       report(2, "  blank\n");
     } else {
       result |= 1;
@@ -157,10 +162,7 @@ uint32_t blank_check(uint8_t what) {
     isp_chip.memory = mem_data;
     if (!(what & 1)) report(2, "Blank check\n");
     report(2, "Data: ");
-    progress_start();
-    bool blank = is_blank(0, eeprom_size() - 1);
-    operation_done();
-    if (blank) {
+    if (memory_blank(eeprom_size() - 1)) {
       report(2, "  blank\n");
     } else {
       result |= 2;

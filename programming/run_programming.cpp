@@ -27,11 +27,6 @@ const char* const eeprom_save_file = "(eeprom).sav";
 bool writing() { return settings.write_flags != 0; }
 bool has_files() { return settings.code_file != nullptr || settings.data_file != nullptr; }
 
-int32_t highest_address(const mem_image& image) {
-  const data_block* last = image.last();
-  return last->address + last->size - 1;
-}
-
 // The counter lives in the last two FLASH bytes, low byte first.
 int32_t erase_counter_address() { return flash_data_size(); }
 
@@ -97,7 +92,7 @@ void handle_erase_counter() {
 void write_erase_counter() {
   if (isp_chip.chip_index == -1) fail(status_identity, "Can't write number of erases%s\n", " to unknown chip");
   int32_t address = erase_counter_address();
-  if (code_image.count() != 0 && address <= highest_address(code_image)) {
+  if (code_image.count() != 0 && address <= code_image.last()->end()) {
     report(0, "Can't write number of erases%s\n", ", locations used for code");
     settings.use_erase_counter = false;
     return;
@@ -139,9 +134,9 @@ void erase_branch() {
 }
 
 void check_fit() {
-  if (code_image.count() != 0 && highest_address(code_image) >= flash_size())
+  if (code_image.count() != 0 && code_image.last()->end() >= flash_size())
     fail_cant_fit(settings.code_file, mem_code);
-  if (data_image.count() != 0 && highest_address(data_image) >= eeprom_size())
+  if (data_image.count() != 0 && data_image.last()->end() >= eeprom_size())
     fail_cant_fit(settings.data_file != nullptr ? settings.data_file : "data part of input file", mem_data);
 }
 
@@ -166,7 +161,7 @@ void main_work() {
   if (code_image.count() != 0) {
     if (writing()) program_memory(mem_code, code_image);
     if (settings.verify) {
-      if (settings.use_erase_counter && highest_address(code_image) + 1 > flash_size() - 2)
+      if (settings.use_erase_counter && code_image.last()->end() + 1 > flash_size() - 2)
         report(1, "Ignore -n switch, top two flash bytes used for code\n");
       verify_or_stop(mem_code, code_image);
     }
