@@ -181,99 +181,113 @@ void take_write(char letter, const char* value) {
   throw app_error(status_ok);
 }
 
+// What a switch letter's handler sees: the letter as typed, the text after
+// it, and the argument list (-c and -d may take the next argument).
+struct switch_args {
+  char letter;
+  const char* value;
+  int& index;
+  int argc;
+  char** argv;
+};
+
+// A handler returns how many characters after its letter it used, or
+// rest_of_group when it took the rest of the argument as its value.
+constexpr int rest_of_group = -1;
+using switch_handler = int (*)(const switch_args&);
+
+struct switch_entry {
+  char key;  // lower case, but for K
+  switch_handler handle;
+};
+
+int take_delay_factor(const switch_args& a) {
+  settings.delay_multiplier = a.letter == '1' ? 1.5f : static_cast<float>(a.letter - '0');
+  return 0;
+}
+
+int take_lock(const switch_args& a) {
+  const char* digit = a.value;
+  if (*digit == '+') {
+    settings.lock_first = true;
+    ++digit;
+  }
+  if (*digit != '1' && *digit != '2') fail_invalid_value(a.letter, digit);
+  settings.lock_level = *digit;
+  return static_cast<int>(digit - a.value) + 1;
+}
+
+int take_fuse_list(const switch_args& a) {
+  if (settings.fuse_list_text != nullptr)
+    fail(status_usage, "Only one -F switch can be used, place all fuses in one switch\n");
+  settings.fuse_list_text = a.value;
+  return rest_of_group;
+}
+
+// -e[-]
+int take_erase(const switch_args& a) {
+  settings.erase = true;
+  if (*a.value != '-') return 0;
+  settings.eeprom_keep = true;
+  return 1;
+}
+
+// -v[+]
+int take_verify(const switch_args& a) {
+  settings.verify = true;
+  if (*a.value != '+') return 0;
+  settings.verify_all = true;
+  return 1;
+}
+
+int take_file_or_cells(const switch_args& a) {
+  take_memory_file(a.value - 1, a.index, a.argc, a.argv);
+  return rest_of_group;
+}
+
+const switch_entry switch_table[] = {
+    {'h', [](const switch_args&) -> int { show_help(); }},
+    {'?', [](const switch_args&) -> int { show_help(); }},
+    {'a', [](const switch_args& a) { take_adapter(a.value); return rest_of_group; }},
+    {'p', [](const switch_args& a) { settings.port_text = a.value; return rest_of_group; }},
+    {'k', [](const switch_args&) { settings.wait_key = true; return 0; }},
+    {'K', [](const switch_args&) { settings.wait_key = settings.wait_key_early = true; return 0; }},
+    {'o', [](const switch_args& a) { take_clock(a.letter, a.value); return rest_of_group; }},
+    {'1', take_delay_factor},
+    {'2', take_delay_factor},
+    {'3', take_delay_factor},
+    {'4', take_delay_factor},
+    {'5', take_delay_factor},
+    {'%', [](const switch_args&) { msg_stream.threshold = 4; return 0; }},
+    {'!', [](const switch_args&) { settings.force = true; return 0; }},
+    {'n', [](const switch_args& a) { take_erase_counter(a.letter, a.value); return rest_of_group; }},
+    {'c', take_file_or_cells},
+    {'d', take_file_or_cells},
+    {'e', take_erase},
+    {'b', [](const switch_args& a) { take_blank_check(a.letter, a.value); return rest_of_group; }},
+    {'r', [](const switch_args&) { settings.read = true; return 0; }},
+    {'w', [](const switch_args& a) { take_write(a.letter, a.value); return rest_of_group; }},
+    {'v', take_verify},
+    {'l', take_lock},
+    {'f', take_fuse_list},
+};
+
+switch_handler find_switch(char letter) {
+  const char key = letter == 'K' ? 'K' : lower(letter);
+  for (const switch_entry& entry : switch_table)
+    if (entry.key == key) return entry.handle;
+  fail(status_usage, "Invalid switch %c\n%s\n", letter, help_hint);
+}
+
 // One argument that begins with '-': letters left to right; a letter that
 // takes the rest of the argument as its value ends the group.
 void parse_switch_group(int& index, int argc, char** argv) {
   const char* p = argv[index] + 1;
   while (*p != '\0') {
-    const char letter = *p;
-    const char* value = p + 1;
-    switch (letter == 'K' ? 'K' : lower(letter)) {
-      case 'h':
-      case '?':
-        show_help();
-      case 'a':
-        take_adapter(value);
-        return;
-      case 'p':
-        settings.port_text = value;
-        return;
-      case 'k':
-        settings.wait_key = true;
-        break;
-      case 'K':
-        settings.wait_key = true;
-        settings.wait_key_early = true;
-        break;
-      case 'o':
-        take_clock(letter, value);
-        return;
-      case '1':
-        settings.delay_multiplier = 1.5f;
-        break;
-      case '2':
-      case '3':
-      case '4':
-      case '5':
-        settings.delay_multiplier = static_cast<float>(letter - '0');
-        break;
-      case '%':
-        msg_stream.threshold = 4;
-        break;
-      case '!':
-        settings.force = true;
-        break;
-      case 'n':
-        take_erase_counter(letter, value);
-        return;
-      case 'c':
-      case 'd':
-        take_memory_file(p, index, argc, argv);
-        return;
-      case 'e':
-        settings.erase = true;
-        if (*value == '-') {
-          settings.eeprom_keep = true;
-          ++p;
-        }
-        break;
-      case 'b':
-        take_blank_check(letter, value);
-        return;
-      case 'r':
-        settings.read = true;
-        break;
-      case 'w':
-        take_write(letter, value);
-        return;
-      case 'v':
-        settings.verify = true;
-        if (*value == '+') {
-          settings.verify_all = true;
-          ++p;
-        }
-        break;
-      case 'l': {
-        const char* digit = value;
-        if (*digit == '+') {
-          settings.lock_first = true;
-          ++digit;
-        }
-        if (*digit != '1' && *digit != '2') fail_invalid_value(letter, digit);
-        settings.lock_level = *digit;
-        p = digit;
-        break;
-      }
-      case 'f':
-        if (settings.fuse_list_text != nullptr) {
-          fail(status_usage, "Only one -F switch can be used, place all fuses in one switch\n");
-        }
-        settings.fuse_list_text = value;
-        return;
-      default:
-        fail(status_usage, "Invalid switch %c\n%s\n", letter, help_hint);
-    }
-    ++p;
+    const switch_args args{*p, p + 1, index, argc, argv};
+    const int used = find_switch(*p)(args);
+    if (used == rest_of_group) return;
+    p += 1 + used;
   }
 }
 

@@ -26,21 +26,28 @@ namespace {
   fail(status_usage, "Can't handle two specail code/data commands of one type\n");
 }
 
-}  // namespace
+// The parts of a command before its value: "C*OSCCAL1=1FFE,-2" has the mode
+// C*, the name OSCCAL, the number 1, the address 0x1FFE and the value "-2".
+struct command_head {
+  cell_mode mode = cell_none;
+  std::string up_to_name;  // "C*OSCCAL": what a refusal shows from the name on
+  std::string name;
+  int number = 0;
+  uint32_t address = no_cell_address;
+  const char* value = nullptr;  // after the comma, null without one
+};
 
-void parse_special_command(const char* text) {
+cell_mode mode_of(const char* text, const std::string& whole) {
+  if (strncasecmp(text, "D*", 2) == 0) return cell_data;
+  if (strncasecmp(text, "C*", 2) == 0) return cell_code;
+  if (strncasecmp(text, "C?", 2) == 0) return cell_code_ldi;
+  refuse(whole);
+}
+
+command_head parse_head(const char* text) {
   const std::string whole(text);
-
-  cell_mode mode;
-  if (strncasecmp(text, "D*", 2) == 0) {
-    mode = cell_data;
-  } else if (strncasecmp(text, "C*", 2) == 0) {
-    mode = cell_code;
-  } else if (strncasecmp(text, "C?", 2) == 0) {
-    mode = cell_code_ldi;
-  } else {
-    refuse(whole);
-  }
+  command_head head;
+  head.mode = mode_of(text, whole);
   const char* rest = text + 2;
   if (*rest == '\0') refuse(whole);
 
@@ -48,39 +55,52 @@ void parse_special_command(const char* text) {
   if (equals == nullptr) refuse(whole);
   const char* name_end = rest;
   while (!isdigit(static_cast<unsigned char>(*name_end)) && *name_end != '=') ++name_end;
-
-  int number = 0;
-  if (name_end < equals) sscanf(name_end, "%d", &number);
+  if (name_end < equals) sscanf(name_end, "%d", &head.number);
 
   // Addresses are 32-bit: anything wider reads as the "no address" value.
   unsigned long read_address;
   if (sscanf(equals + 1, "%lx", &read_address) != 1) refuse(whole);
-  const uint32_t address =
-      read_address > 0xFFFFFFFFUL ? no_cell_address : static_cast<uint32_t>(read_address);
-  if (address == no_cell_address) refuse(whole);
+  head.address = read_address > 0xFFFFFFFFUL ? no_cell_address : static_cast<uint32_t>(read_address);
+  if (head.address == no_cell_address) refuse(whole);
 
   const char* comma = strchr(equals, ',');
-  const char* value = comma != nullptr ? comma + 1 : nullptr;
+  head.value = comma != nullptr ? comma + 1 : nullptr;
+  head.up_to_name = whole.substr(0, static_cast<size_t>(name_end - text));
+  head.name = head.up_to_name.substr(2);
+  return head;
+}
 
-  // From here on a refusal shows the command only up to the end of its name.
-  const std::string up_to_name = whole.substr(0, static_cast<size_t>(name_end - text));
-  const std::string name = up_to_name.substr(2);
+void take_osccal(const command_head& h) {
+  if (special_commands.osccal.mode != cell_none) refuse_second_command();
+  int correction = 0;
+  if (h.value != nullptr && sscanf(h.value, "%d", &correction) != 1) refuse(h.up_to_name);
+  special_commands.osccal = osccal_cell{h.mode, h.number, h.address, correction};
+}
 
-  if (strcasecmp(name.c_str(), "OSCCAL") == 0) {
-    if (special_commands.osccal.mode != cell_none) refuse_second_command();
-    int correction = 0;
-    if (value != nullptr && sscanf(value, "%d", &correction) != 1) refuse(up_to_name);
-    special_commands.osccal = osccal_cell{mode, number, address, correction};
-  } else if (strcasecmp(name.c_str(), "SERNO") == 0) {
-    if (special_commands.serno.mode != cell_none) refuse_second_command();
-    if (value == nullptr || *value == '\0') refuse(up_to_name);
-    special_commands.serno = serno_cell{mode, number, address, value};
-  } else if (strcasecmp(name.c_str(), "BYTES") == 0) {
-    if (value == nullptr || 2LL * number != static_cast<long long>(strlen(value))) refuse(up_to_name);
-    std::vector<uint8_t> data(static_cast<size_t>(number));
-    if (!parse_hex_bytes(value, data.data(), number)) refuse(up_to_name);
-    special_commands.bytes = bytes_cell{mode, number, address, std::move(data)};
+void take_serno(const command_head& h) {
+  if (special_commands.serno.mode != cell_none) refuse_second_command();
+  if (h.value == nullptr || *h.value == '\0') refuse(h.up_to_name);
+  special_commands.serno = serno_cell{h.mode, h.number, h.address, h.value};
+}
+
+void take_bytes(const command_head& h) {
+  if (h.value == nullptr || 2LL * h.number != static_cast<long long>(strlen(h.value))) refuse(h.up_to_name);
+  std::vector<uint8_t> data(static_cast<size_t>(h.number));
+  if (!parse_hex_bytes(h.value, data.data(), h.number)) refuse(h.up_to_name);
+  special_commands.bytes = bytes_cell{h.mode, h.number, h.address, std::move(data)};
+}
+
+}  // namespace
+
+void parse_special_command(const char* text) {
+  const command_head head = parse_head(text);
+  if (strcasecmp(head.name.c_str(), "OSCCAL") == 0) {
+    take_osccal(head);
+  } else if (strcasecmp(head.name.c_str(), "SERNO") == 0) {
+    take_serno(head);
+  } else if (strcasecmp(head.name.c_str(), "BYTES") == 0) {
+    take_bytes(head);
   } else {
-    refuse(up_to_name);
+    refuse(head.up_to_name);
   }
 }

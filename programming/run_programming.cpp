@@ -144,20 +144,20 @@ void verify_or_stop(int kind, const mem_image& image) {
   if (!verify_memory(kind, image)) throw app_error(status_chip_failed);
 }
 
-void main_work() {
-  apply_chip_timing(settings.delay_multiplier);
-  check_fit();
-  if (settings.read) {
-    if (settings.code_file != nullptr) {
-      read_memory(mem_code, code_image);
-      hex_write(code_image, settings.code_file);
-    }
-    if (settings.data_file != nullptr) {
-      read_memory(mem_data, data_image);
-      hex_write(data_image, settings.data_file);
-    }
-    return;
+// -r: each named file from the chip's memory.
+void read_to_files() {
+  if (settings.code_file != nullptr) {
+    read_memory(mem_code, code_image);
+    hex_write(code_image, settings.code_file);
   }
+  if (settings.data_file != nullptr) {
+    read_memory(mem_data, data_image);
+    hex_write(data_image, settings.data_file);
+  }
+}
+
+// -w and -v on both memories, FLASH first.
+void write_and_verify_images() {
   if (code_image.count() != 0) {
     if (writing()) program_memory(mem_code, code_image);
     if (settings.verify) {
@@ -170,15 +170,30 @@ void main_work() {
     if (writing()) program_memory(mem_data, data_image);
     if (settings.verify) verify_or_stop(mem_data, data_image);
   }
-  if (settings.lock_level && settings.lock_first) apply_lock(settings.lock_level);
-  if (settings.fuse_list_text != nullptr) {
-    if (writing()) {
-      program_fuses();
-      read_fuses();
-      print_fuses("New fuses value", isp_chip.fuse_read);
-    }
-    if (settings.verify && !verify_fuses()) throw app_error(status_chip_failed);
+}
+
+// -F with -w and/or -v.
+void write_and_verify_fuses() {
+  if (writing()) {
+    program_fuses();
+    read_fuses();
+    print_fuses("New fuses value", isp_chip.fuse_read);
   }
+  if (settings.verify && !verify_fuses()) throw app_error(status_chip_failed);
+}
+
+// Reading, or writing and verifying the images, the fuses and the lock (before
+// the fuses with -l+).
+void main_work() {
+  apply_chip_timing(settings.delay_multiplier);
+  check_fit();
+  if (settings.read) {
+    read_to_files();
+    return;
+  }
+  write_and_verify_images();
+  if (settings.lock_level && settings.lock_first) apply_lock(settings.lock_level);
+  if (settings.fuse_list_text != nullptr) write_and_verify_fuses();
   if (settings.lock_level && !settings.lock_first) apply_lock(settings.lock_level);
 }
 
