@@ -5,6 +5,7 @@
 
 #include "devices/chip_desc.h"
 #include "driver/messages.h"
+#include "driver/process_state.h"
 #include "driver/settings.h"
 #include "image/memory_images.h"
 #include "isp/current_chip.h"
@@ -15,6 +16,11 @@ namespace {
 // The serial number file stays open from its insertion to the end of the run.
 FILE* serial_file = nullptr;
 uint32_t serial_number = 0;  // 32 bits on every platform: 4294967295 is followed by 0
+const process_state_reset reset_serial_number{[] {
+  if (serial_file != nullptr) fclose(serial_file);
+  serial_file = nullptr;
+  serial_number = 0;
+}};
 
 const char* mode_memory_name(cell_mode mode) { return memory_kind_name(mode == cell_data ? mem_data : mem_code); }
 
