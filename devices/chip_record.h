@@ -10,6 +10,20 @@
 #include "devices/chip_desc.h"
 
 class chip_record {
+  // Defined ahead of the setters: a constant expression may only call what is already defined.
+  static constexpr uint32_t all_fields = (1u << 14) - 1;
+
+  template <typename Field, typename Value>
+  constexpr chip_record& set(Field& field, Value value, uint32_t bit) {
+    if (fields & bit) throw std::logic_error("chip record with a field set twice");
+    field = value;
+    fields |= bit;
+    return *this;
+  }
+
+  chip_desc record;
+  uint32_t fields = 0;
+
  public:
   constexpr explicit chip_record(const char* name) : record{} { record.name = name; }
 
@@ -33,18 +47,4 @@ class chip_record {
     if (fields != all_fields) throw std::logic_error("chip record with a field missing");
     return record;
   }
-
- private:
-  static constexpr uint32_t all_fields = (1u << 14) - 1;
-
-  template <typename Field, typename Value>
-  constexpr chip_record& set(Field& field, Value value, uint32_t bit) {
-    if (fields & bit) throw std::logic_error("chip record with a field set twice");
-    field = value;
-    fields |= bit;
-    return *this;
-  }
-
-  chip_desc record;
-  uint32_t fields = 0;
 };
