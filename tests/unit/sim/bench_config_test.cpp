@@ -20,6 +20,8 @@ TEST(BenchConfig, RoundTrip) {
   c.clock = vt::clock_mode::deterministic;
   c.faults.push_back(vt::parse_fault("usb-read-error=3"));
   c.faults.push_back(vt::parse_fault("no-ftdi"));
+  c.faults.back().at = "parport:1";
+  c.positions.push_back({"ftdi:1:B", "mega328p", "/tmp/b.image"});
   c.trace_file = "t\\x";
   c.key_press_ms = 10;
   vt::bench_config r;
@@ -38,7 +40,12 @@ TEST(BenchConfig, RoundTrip) {
   EXPECT_EQ(r.usb_latency_us, 125);
   ASSERT_EQ(r.faults.size(), 2u);
   EXPECT_EQ(r.faults[0].number(), 3);
+  EXPECT_EQ(r.faults[0].id, vt::fault_id::usb_read_error);
   EXPECT_FALSE(r.faults[1].has_value);
+  EXPECT_EQ(r.faults[1].at, "parport:1");
+  ASSERT_EQ(r.positions.size(), 1u);
+  EXPECT_EQ(r.positions[0].where, "ftdi:1:B");
+  EXPECT_EQ(r.positions[0].image, "/tmp/b.image");
   EXPECT_EQ(r.trace_file, "t\\x");
   EXPECT_EQ(r.key_press_ms, 10);
   EXPECT_FALSE(vt::parse_config("bogus=1\n", r, error));
