@@ -185,6 +185,8 @@ void write_trace_line(state& s, uint64_t stamp, const char* text, size_t length)
   char buf[600];
   int n = std::snprintf(buf, sizeof buf, "%10llu.%03llu ", (unsigned long long)(stamp / 1000),
                         (unsigned long long)(stamp % 1000));
+  // With several chips the processes share the trace: each line names its chip.
+  if (!s.where.empty()) n += std::snprintf(buf + n, sizeof buf - size_t(n), "[%s] ", s.where.c_str());
   if (length > sizeof buf - size_t(n) - 1) length = sizeof buf - size_t(n) - 1;
   std::memcpy(buf + n, text, length);
   buf[size_t(n) + length] = '\n';
@@ -217,6 +219,14 @@ void report_realtime(const state& s) {
                "than modelled, by %.3f ms in all and %.1f us at most\n",
                (unsigned long long)r.late, (unsigned long long)r.calls, double(r.late_ns) / 1e6,
                double(r.worst_ns) / 1e3);
+}
+
+void trace_lines(const adapter_lines& old, const adapter_lines& l, bool first) {
+  trace_change("power", old.power, l.power, first);
+  trace_change("enable", old.enable, l.enable, first);
+  trace_change("reset", old.reset, l.reset, first);
+  trace_change("led_ok", old.led_ok, l.led_ok, first);
+  trace_change("led_error", old.led_error, l.led_error, first);
 }
 
 // The adapter's lines as they reach the chip.
@@ -315,12 +325,8 @@ void set_adapter_lines(const adapter_lines& l) {
   state& s = get();
   bool first = !s.lines_set;
   if (!first && l == s.lines) return;
-  const adapter_lines old = s.lines;
-  trace_change("power", old.power, l.power, first);
-  trace_change("enable", old.enable, l.enable, first);
-  trace_change("reset", old.reset, l.reset, first);
-  trace_change("led_ok", old.led_ok, l.led_ok, first);
-  trace_change("led_error", old.led_error, l.led_error, first);
+  // A channel without a chip (yet) drives nothing worth tracing.
+  if (s.chip) trace_lines(s.lines, l, first);
   s.lines = l;
   s.lines_set = true;
   drive_chip(s);
@@ -361,7 +367,10 @@ bool attach(const std::string& where) {
   if (p && !s.chip) {
     s.where = where;
     s.chip = make_chip(s, p->chip, p->image);
-    if (s.lines_set) drive_chip(s);  // the levels the adapter already drives
+    if (s.lines_set) {  // the levels the adapter already drives
+      trace_lines(s.lines, s.lines, true);
+      drive_chip(s);
+    }
   }
   return true;
 }
