@@ -42,7 +42,7 @@ struct pp_file {
   bool path_only = false;  // opened with O_PATH: no ioctl
   bool claimed = false;
   bool exclusive = false;
-  std::string where;  // the channel behind it: "parport:N" (the bench's chip positions)
+  int port = 0;  // the channel behind it: parport N (a plain int keeps the table constant-initialized)
   int mode = IEEE1284_MODE_COMPAT;
   int phase = 0;  // forward idle
   int flags = 0;
@@ -84,7 +84,7 @@ int fail(int e) {
   return -1;
 }
 
-int open_emulated(int flags, const std::string& where) {
+int open_emulated(int flags, int port) {
   const bool path_only = (flags & O_PATH) != 0;  // needs no rights on the node itself
   if (!path_only && vt::secure_program() && !vt::may_open_parport()) return fail(EACCES);
   // A real descriptor keeps the number unique; the device itself is this table entry.
@@ -95,7 +95,7 @@ int open_emulated(int flags, const std::string& where) {
       f = pp_file();
       f.fd = fd;
       f.path_only = path_only;
-      f.where = where;
+      f.port = port;
       return fd;
     }
   }
@@ -137,12 +137,12 @@ int open_io_port_list() {
 bool open_ours(const char* path, int flags, int& fd) {
   const int index = emulated_path_index(path);
   if (index >= 0) {
-    fd = open_emulated(flags, channel_name(index));
+    fd = open_emulated(flags, index);
     return true;
   }
   if (is_reopened_device(path)) {
     const char* number = path + std::strlen("/proc/self/fd/");
-    fd = open_emulated(flags, find_file(std::atoi(number))->where);
+    fd = open_emulated(flags, find_file(std::atoi(number))->port);
     return true;
   }
   if (path && std::strcmp(path, "/proc/ioports") == 0) {
@@ -162,7 +162,7 @@ int pp_ioctl(pp_file& f, unsigned long req, void* arg) {
       if (f.claimed) return fail(EINVAL);
       // Another process (run by the same vtarget) has the port: the kernel
       // refuses to register a second device on it.
-      if (!vt::bench::attach(f.where)) return fail(EBUSY);
+      if (!vt::bench::attach(channel_name(f.port))) return fail(EBUSY);
       f.claimed = true;
       return 0;
     case PPEXCL:
@@ -198,7 +198,7 @@ int pp_ioctl(pp_file& f, unsigned long req, void* arg) {
     case PPRELEASE:
       if (vt::bench::fault(vt::fault_id::ppdev_release_error)) return fail(EIO);  // the port stays claimed
       f.claimed = false;
-      vt::bench::detach(f.where);
+      vt::bench::detach(channel_name(f.port));
       return 0;
     case PPYIELD:
       return 0;
@@ -455,7 +455,7 @@ int __open64_2(const char* path, int flags) {
 
 int close(int fd) {
   if (pp_file* f = find_file(fd)) {
-    if (f->claimed) vt::bench::detach(f->where);  // closing releases the port, as the driver does
+    if (f->claimed) vt::bench::detach(channel_name(f->port));  // closing releases the port, as the driver does
     f->claimed = false;
     f->fd = -1;
   }

@@ -5,11 +5,13 @@
 
 Four mega328P boards at once, each run by its own zindle process under one
 vtarget: an FT4232H's two MPSSE channels and an FT2232H's two; then two
-FT2232H channels and two parallel ports with a board that does not answer.
-Each chip's FLASH must hold the image with its own serial number (four bytes,
-little-endian, at 0xFF0), the failed board must stay blank and its number be
-reported unused, the serial number file must hold the next unused number, and
-the exit status must be 0 or zindle's status of the failed board. Last, two
+FT2232H channels and two parallel ports with a board that does not answer and
+one whose writes never end; then a missing HEX file. Each chip's FLASH must
+hold the image with its own serial number (four bytes, little-endian, at
+0xFF0), a board that does not answer must stay blank, the failed boards'
+numbers must be reported unused (those after the last good board back in the
+file), the file must hold the next unused number, and the exit status must be
+0 or the highest of zindle's statuses. Last, two
 zindle processes on one FTDI channel and on one parallel port: the second
 gets the bus's answer while the first holds the channel (it waits for its
 serial number from a FIFO; a verify-only run of the blank chip, status 10).
@@ -47,7 +49,7 @@ def flash(o, state):
         return f.read()
 
 
-def gang(o, work, setup, faults, first):
+def gang(o, work, setup, faults, first, hex_file="prog.hex"):
     """Runs the gang over `setup`; `faults` maps a position index to a chip fault."""
     ftdi, positions = setup
     image = bytes(random.Random(first).randrange(255) for _ in range(SIZE))
@@ -57,7 +59,7 @@ def gang(o, work, setup, faults, first):
     command = [o.vtarget, "--deterministic"] + ftdi
     for n, (where, _) in enumerate(positions):
         command += ["--chip-at", "%s=mega328p,state=%d.state%s" % (where, n, faults.get(n, ""))]
-    command += ["--", o.gang, "mega328p", "prog.hex", "--"] + [switches for _, switches in positions]
+    command += ["--", o.gang, "mega328p", hex_file, "--"] + [switches for _, switches in positions]
     env = dict(os.environ, ZINDLE=o.zindle, GANG_SERIAL="-c*SERNO4=%X" % SERIAL_AT)
     done = subprocess.run(command, cwd=work, env=env, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                           stderr=subprocess.STDOUT, timeout=600)
@@ -67,10 +69,10 @@ def gang(o, work, setup, faults, first):
     return done.returncode, done.stdout.decode("latin-1"), master, image, chips
 
 
-def check_gang(o, setup, faults, expected_status, verdicts, master):
+def check_gang(o, setup, faults, expected_status, verdicts, master, hex_file="prog.hex"):
     problems = []
     with tempfile.TemporaryDirectory(prefix="zindle-gang-") as work:
-        status, out, serial_file, image, chips = gang(o, work, setup, faults, 1000)
+        status, out, serial_file, image, chips = gang(o, work, setup, faults, 1000, hex_file)
         lines = out.splitlines()
         if status != expected_status or lines != verdicts or serial_file != master:
             problems.append("status %d, serial file %r:\n%s" % (status, serial_file, out))
@@ -81,8 +83,8 @@ def check_gang(o, setup, faults, expected_status, verdicts, master):
                 if chip[:SIZE] != expected or chip[SIZE:] != b"\xff" * (len(chip) - SIZE):
                     problems.append("position %d: FLASH does not hold the image with serial number %d" % (n + 1,
                                                                                                           number))
-            elif chip != b"\xff" * len(chip):
-                problems.append("position %d failed but its FLASH was written" % (n + 1))
+            elif "status 40" in verdict and chip != b"\xff" * len(chip):
+                problems.append("position %d did not answer but its FLASH was written" % (n + 1))
     return problems
 
 
@@ -91,10 +93,23 @@ def four_boards(o):
     return check_gang(o, FT4232H_2232H, {}, 0, verdicts + ["4 passed, 0 failed"], "1004\n")
 
 
-def one_board_fails(o):
-    verdicts = ["POSITION %d PASS serial number %d" % (n, 999 + n) for n in (1, 2, 4)]
-    verdicts.insert(2, "POSITION 3 FAIL status 40: Can't resync; serial number 1002 not used")
-    return check_gang(o, FT2232H_LPT, {2: ",fault=no-answer"}, 40, verdicts + ["3 passed, 1 failed"], "1004\n")
+def two_boards_fail(o):
+    """The second board's number is a gap; the fourth's goes back into the file."""
+    verdicts = ["POSITION 1 PASS serial number 1000",
+                "POSITION 2 FAIL status 40, no contact with the chip; serial number 1001 not used",
+                "POSITION 3 PASS serial number 1002",
+                "POSITION 4 FAIL status 10, the chip failed (erase, write, verify); serial number 1003 not used, "
+                "back in serial.txt",
+                "2 passed, 2 failed"]
+    return check_gang(o, FT2232H_LPT, {1: ",fault=no-answer", 3: ",fault=busy-longer=30"}, 40, verdicts, "1003\n")
+
+
+def setup_error(o):
+    """A missing HEX file fails every board and uses up no number."""
+    message = "status 70, setup error (adapter, port, permissions or files)"
+    verdicts = ["POSITION %d FAIL %s; serial number %d not used, back in serial.txt" % (n, message, 999 + n)
+                for n in range(1, 5)]
+    return check_gang(o, FT4232H_2232H, {}, 70, verdicts + ["0 passed, 4 failed"], "1000\n", "missing.hex")
 
 
 def one_channel_twice(o):
@@ -138,7 +153,8 @@ def main():
         setattr(o, name, os.path.abspath(value))
     failed = 0
     for name, check in (("four boards on an FT4232H and an FT2232H", four_boards),
-                        ("one of four boards does not answer", one_board_fails),
+                        ("two of four boards fail", two_boards_fail),
+                        ("a setup error", setup_error),
                         ("two processes on one channel", one_channel_twice)):
         problems = check(o)
         failed += bool(problems)
