@@ -1,5 +1,6 @@
 // The process-wide test bench inside a program run by vtarget: configuration,
-// the one simulated chip, the modelled clock, the trace and the chip's image.
+// the simulated chip of this process (the one chip, or the one on the channel
+// it opened), the modelled clock, the trace and the chip's image.
 // The parallel-port emulation and the FTDI emulation both attach to it.
 //
 // How an emulation attaches
@@ -8,7 +9,8 @@
 //   ${CMAKE_BINARY_DIR}/sim; vtarget puts that folder on LD_LIBRARY_PATH).
 // * Nothing needs initialising: the first call of any function below reads the
 //   configuration named by the environment variable VTARGET_CONFIG (a file that
-//   vtarget writes) and creates the chip from its image file. Without
+//   vtarget writes) and creates the chip from its image file (with chip
+//   positions, at `attach()`). Without
 //   VTARGET_CONFIG, `active()` is false and a default configuration (mega8, no
 //   image, no trace, the deterministic clock) is used, so tests may still call
 //   everything in-process.
