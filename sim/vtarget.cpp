@@ -208,13 +208,13 @@ const option_row option_rows[] = {
      "chip; saved when PROGRAM ends. Without it every run starts new."},
     {"--chip-at", "POSITION=[CHIP][,state=FILE][,fault=WHAT]...",
      [](options& o, const std::string&, const std::string& v) { o.chips_at.push_back(parse_chip_at(v)); },
-     "one chip of a station, repeatable, in place of --chip and --state:\n"
-     "POSITION is an MPSSE channel of an --ftdi chip, TYPE[#N]:A or :B\n"
-     "(the N-th --ftdi of that TYPE, default 1; channel A only on ft2232c),\n"
-     "or parport0, parport1, parport2 (/dev/parportN and its base 0x378,\n"
-     "0x278, 0x3BC). Its state is loaded and saved by the process that opens\n"
-     "that channel; a second process gets the device's busy answer. fault=\n"
-     "injects a --fault on this chip alone."},
+     "one chip of a station, repeatable, in place of --chip and\n"
+     "--state. POSITION is an MPSSE channel of an --ftdi chip,\n"
+     "TYPE[#N]:A or :B (the N-th --ftdi of that TYPE, default 1;\n"
+     "only A on an ft2232c), or parport0, parport1, parport2\n"
+     "(/dev/parportN and the base 0x378, 0x278, 0x3BC). The process\n"
+     "that opens the channel works on its chip; a second process gets\n"
+     "the device's busy answer. fault= confines a --fault to the chip."},
     {"--wiring", "NAME", [](options& o, const std::string&, const std::string& v) { parse_wiring(o, v); },
      "kaldo (default), stk200, stk300, byteblaster, byteblastermv,\n"
      "byteblaster2, xilinx: the adapter with its buffer and loop-backs;\n"
