@@ -649,6 +649,7 @@ int main(int argc, char** argv) {
     if (!mkdtemp(tmpl)) return fail("can't make a temporary directory");
     const std::string tmpdir = tmpl, config_path = tmpdir + "/config";
     vt::bench_config cfg = o.cfg;
+    cfg.lock_dir = tmpdir;
     std::vector<std::string> images;
     for (size_t i = 0; i < chips.size(); ++i) {
       images.push_back(tmpdir + "/chip" + std::to_string(i) + ".image");

@@ -48,9 +48,10 @@
 //   channel (an FTDI channel, a parallel port) with its own chip and image. A
 //   process holds no chip until an emulation calls `attach(where)` as the
 //   program opens (claims) that channel: the channel is then locked for the
-//   process (flock on a file in vtarget's session folder, so the kernel drops
-//   it when the process ends) and the chip of that position, if any, is made
-//   from its image. A channel held by another process refuses the attach, so
+//   process (flock on a file in config().lock_dir, vtarget's session folder,
+//   which the kernel drops when the process ends; a test's bench without that
+//   folder locks nothing) and the chip of that position, if any, is made from
+//   its image. A channel held by another process refuses the attach, so
 //   the emulation answers as the real device would (FT_DEVICE_NOT_OPENED, a
 //   failed PPCLAIM). `detach(where)` unlocks it again (FT_Close, PPRELEASE).
 //   A process works with one chip: attaching a second position with a chip is

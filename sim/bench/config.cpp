@@ -102,6 +102,7 @@ std::string format_config(const bench_config& c) {
   std::ostringstream o;
   o << "chip=" << escape(c.chip) << "\n";
   o << "chip_image=" << escape(c.chip_image) << "\n";
+  o << "lock_dir=" << escape(c.lock_dir) << "\n";
   o << "wiring=" << escape(c.wiring) << "\n";
   o << "wiring_map=" << escape(c.wiring_map) << "\n";
   o << "power_from_adapter=" << (c.power_from_adapter ? 1 : 0) << "\n";
@@ -144,6 +145,7 @@ bool parse_config(const std::string& text, bench_config& c, std::string& error) 
     auto num = [&] { return std::strtod(val.c_str(), nullptr); };
     if (key == "chip") c.chip = val;
     else if (key == "chip_image") c.chip_image = val;
+    else if (key == "lock_dir") c.lock_dir = val;
     else if (key == "wiring") c.wiring = val;
     else if (key == "wiring_map") c.wiring_map = val;
     else if (key == "power_from_adapter") c.power_from_adapter = flag();

@@ -51,6 +51,7 @@ struct bench_config {
   std::string chip = "mega8";          // chip name as given on the command line
   std::string chip_image;              // the chip's contents, mapped and written through (chip_image.h); empty: none
   std::vector<chip_position> positions;  // --chip-at: one chip per channel; empty: the one chip above
+  std::string lock_dir;                // vtarget's session folder, where the channels' locks live; empty: none
   std::string wiring = "kaldo";        // wiring name, or "map" for a pin map
   std::string wiring_map;              // for "map": the raw text after "map:" (zindle's pin-map syntax)
   bool power_from_adapter = false;     // --power adapter

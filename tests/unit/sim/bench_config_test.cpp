@@ -9,6 +9,7 @@ TEST(BenchConfig, RoundTrip) {
   vt::bench_config c;
   c.chip = "tiny2313";
   c.chip_image = "/tmp/a b.image";
+  c.lock_dir = "/tmp/vtarget.x";
   c.wiring = "map";
   c.wiring_map = "mosi=ADBUS1:reset=~ACBUS2";
   c.power_from_adapter = true;
@@ -29,6 +30,7 @@ TEST(BenchConfig, RoundTrip) {
   ASSERT_TRUE(vt::parse_config(vt::format_config(c), r, error)) << error;
   EXPECT_EQ(r.chip, c.chip);
   EXPECT_EQ(r.chip_image, c.chip_image);
+  EXPECT_EQ(r.lock_dir, c.lock_dir);
   EXPECT_EQ(r.clock, vt::clock_mode::deterministic);
   EXPECT_EQ(r.wiring_map, c.wiring_map);
   EXPECT_TRUE(r.power_from_adapter);
