@@ -11,10 +11,10 @@ hold the image with its own serial number (four bytes, little-endian, at
 0xFF0), a board that does not answer must stay blank, the failed boards'
 numbers must be reported unused (those after the last good board back in the
 file), the file must hold the next unused number, and the exit status must be
-0 or the highest of zindle's statuses. Last, two
-zindle processes on one FTDI channel and on one parallel port: the second
-gets the bus's answer while the first holds the channel (it waits for its
-serial number from a FIFO; a verify-only run of the blank chip, status 10).
+0 or the highest of zindle's statuses. Last, two zindle processes on one FTDI
+channel and on one parallel port: the second gets the bus's answer while the
+first holds the channel (it waits for its serial number from a FIFO; a
+verify-only run of the blank chip, status 10).
 """
 
 import argparse
