@@ -2,6 +2,7 @@
 #include "sim/bench/bench.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <cstdarg>
@@ -9,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <map>
 #include <memory>
 #include <sstream>
 
@@ -55,7 +57,9 @@ struct state {
   bool active = false;
   bench_config cfg;
   chip_image image;
-  std::unique_ptr<avr_chip> chip;
+  std::unique_ptr<avr_chip> chip;  // with chip positions: none until one is attached
+  std::string where;               // the chip position attached, if any
+  std::map<std::string, int> locks;  // channels this process holds: their lock files
   // The clock.
   uint64_t now = 0;
   uint64_t last_leave = 0;    // host monotonic time when the program last got control back
@@ -81,33 +85,63 @@ bool building = false;
   std::_Exit(121);
 }
 
-std::unique_ptr<avr_chip> make_chip(state& s) {
+std::unique_ptr<avr_chip> make_chip(state& s, const std::string& chip_name, const std::string& image) {
   const bench_config& cfg = s.cfg;
-  const chip_kind* kind = find_chip_kind(cfg.chip);
-  if (!kind) die("unknown chip '" + cfg.chip + "'");
+  const chip_kind* kind = find_chip_kind(chip_name);
+  if (!kind) die("unknown chip '" + chip_name + "'");
   chip_state st = chip_state::factory(*kind);
   chip_options o;
-  if (!cfg.chip_image.empty()) {
+  if (!image.empty()) {
     std::string error;
-    if (!s.image.map(cfg.chip_image, error)) die(error);
+    if (!s.image.map(image, error)) die(error);
     st = s.image.load();
-    if (find_chip_kind(st.chip) != kind) die("chip image " + cfg.chip_image + " holds a " + st.chip + ", not a " + cfg.chip);
+    if (find_chip_kind(st.chip) != kind) die("chip image " + image + " holds a " + st.chip + ", not a " + chip_name);
     o.on_change = [&s](const chip_state& now, const chip_change& c) { s.image.store(now, c); };
   }
   o.osc_hz = cfg.osc_hz;
   o.osc_xtal = cfg.osc_xtal;
   o.on_instruction = trace_instruction;
   for (const fault_spec& f : cfg.faults) {
-    if (f.name == "no-answer") o.never_answers = true;
-    else if (f.name == "out-of-step") o.out_of_step = int(f.number(1));
-    else if (f.name == "lose-step") o.lose_step_after = f.number(10);
-    else if (f.name == "busy-longer") o.busy_extra_ms = double(f.number(50));
-    else if (f.name == "signature") {
-      o.override_signature = true;
-      o.signature = uint32_t(std::strtoul(f.value.c_str(), nullptr, 16));
+    if (!f.at.empty() && f.at != s.where) continue;
+    switch (f.id) {
+      case fault_id::no_answer: o.never_answers = true; break;
+      case fault_id::out_of_step: o.out_of_step = int(f.number(1)); break;
+      case fault_id::lose_step: o.lose_step_after = f.number(10); break;
+      case fault_id::busy_longer: o.busy_extra_ms = double(f.number(50)); break;
+      case fault_id::signature:
+        o.override_signature = true;
+        o.signature = uint32_t(std::strtoul(f.value.c_str(), nullptr, 16));
+        break;
+      default: break;
     }
   }
   return std::unique_ptr<avr_chip>(new avr_chip(*kind, st, o));
+}
+
+const chip_position* find_position(const state& s, const std::string& where) {
+  for (const chip_position& p : s.cfg.positions)
+    if (p.where == where) return &p;
+  return nullptr;
+}
+
+// The channel's lock, a file in vtarget's session folder; flock's lock goes
+// with the process. Without the folder (a bench in a test) nothing is locked.
+bool lock_channel(state& s, const std::string& where) {
+  if (s.locks.count(where)) return true;
+  if (s.cfg.lock_dir.empty()) {
+    s.locks[where] = -1;
+    return true;
+  }
+  std::string path = s.cfg.lock_dir + "/lock.";
+  for (char c : where) path += c == ':' || c == '/' ? '-' : c;
+  const int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+  if (fd < 0) die("can't make the channel lock " + path + ": " + std::strerror(errno));
+  if (::flock(fd, LOCK_EX | LOCK_NB) != 0) {
+    ::close(fd);
+    return false;
+  }
+  s.locks[where] = fd;
+  return true;
 }
 
 uint64_t host_ns(clockid_t id) {
@@ -139,7 +173,7 @@ state& get() {
   if (!s->cfg.trace_file.empty())
     s->trace_fd = ::open(s->cfg.trace_file.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
   g = s;
-  s->chip = make_chip(*s);
+  if (s->cfg.positions.empty()) s->chip = make_chip(*s, s->cfg.chip, s->cfg.chip_image);
   building = false;
   return *g;
 }
@@ -148,6 +182,8 @@ void write_trace_line(state& s, uint64_t stamp, const char* text, size_t length)
   char buf[600];
   int n = std::snprintf(buf, sizeof buf, "%10llu.%03llu ", (unsigned long long)(stamp / 1000),
                         (unsigned long long)(stamp % 1000));
+  // With several chips the processes share the trace: each line names its chip.
+  if (!s.where.empty()) n += std::snprintf(buf + n, sizeof buf - size_t(n), "[%s] ", s.where.c_str());
   if (length > sizeof buf - size_t(n) - 1) length = sizeof buf - size_t(n) - 1;
   std::memcpy(buf + n, text, length);
   buf[size_t(n) + length] = '\n';
@@ -182,11 +218,37 @@ void report_realtime(const state& s) {
                double(r.worst_ns) / 1e3);
 }
 
+void trace_lines(const adapter_lines& old, const adapter_lines& l, bool first) {
+  trace_change("power", old.power, l.power, first);
+  trace_change("enable", old.enable, l.enable, first);
+  trace_change("reset", old.reset, l.reset, first);
+  trace_change("led_ok", old.led_ok, l.led_ok, first);
+  trace_change("led_error", old.led_error, l.led_error, first);
+}
+
+// The adapter's lines as they reach the chip.
+void drive_chip(state& s) {
+  if (!s.chip) return;
+  const adapter_lines& l = s.lines;
+  target_lines t;
+  t.powered = s.cfg.power_from_adapter ? l.power : true;
+  t.driven = l.enable;
+  t.reset = l.reset;
+  t.sck = l.sck;
+  t.mosi = l.mosi;
+  t.xtal = l.xtal;
+  s.chip->drive(s.now, t);
+}
+
 }  // namespace
 
 bool active() { return get().active; }
 const bench_config& config() { return get().cfg; }
-line_target& chip() { return *get().chip; }
+line_target& chip() {
+  state& s = get();
+  if (!s.chip) die("no chip attached to this process");
+  return *s.chip;
+}
 uint64_t now_ns() { return get().now; }
 void advance_ns(uint64_t ns) { get().now += ns; }
 void set_trap_overhead_ns(uint64_t ns) { get().trap_ns = ns; }
@@ -260,30 +322,19 @@ void set_adapter_lines(const adapter_lines& l) {
   state& s = get();
   bool first = !s.lines_set;
   if (!first && l == s.lines) return;
-  const adapter_lines old = s.lines;
-  trace_change("power", old.power, l.power, first);
-  trace_change("enable", old.enable, l.enable, first);
-  trace_change("reset", old.reset, l.reset, first);
-  trace_change("led_ok", old.led_ok, l.led_ok, first);
-  trace_change("led_error", old.led_error, l.led_error, first);
+  // A channel without a chip (yet) drives nothing worth tracing.
+  if (s.chip) trace_lines(s.lines, l, first);
   s.lines = l;
   s.lines_set = true;
-  target_lines t;
-  t.powered = s.cfg.power_from_adapter ? l.power : true;
-  t.driven = l.enable;
-  t.reset = l.reset;
-  t.sck = l.sck;
-  t.mosi = l.mosi;
-  t.xtal = l.xtal;
-  s.chip->drive(s.now, t);
+  drive_chip(s);
 }
 
 const adapter_lines& current_lines() { return get().lines; }
 
 bool miso() {
   state& s = get();
-  if (const fault_spec* f = fault("miso")) return f->number(1) != 0;
-  return s.chip->miso(s.now);
+  if (const fault_spec* f = fault(fault_id::miso)) return f->number(1) != 0;
+  return s.chip ? s.chip->miso(s.now) : true;  // nothing on the channel: the line floats high
 }
 
 // A person presses the key at a modelled time, so a program's key wait
@@ -295,10 +346,38 @@ bool key_pressed() {
   return s.cfg.key_release_ms < 0 || ms < s.cfg.key_release_ms;
 }
 
-const fault_spec* fault(const char* name) {
-  for (const auto& f : get().cfg.faults)
-    if (f.name == name) return &f;
+const fault_spec* fault(fault_id id) {
+  const state& s = get();
+  for (const auto& f : s.cfg.faults)
+    if (f.id == id && (f.at.empty() || f.at == s.where)) return &f;
   return nullptr;
+}
+
+bool attach(const std::string& where) {
+  state& s = get();
+  const chip_position* p = find_position(s, where);
+  if (p && s.chip && s.where != where) {
+    trace("%s: refused, this process already works with the chip on %s", where.c_str(), s.where.c_str());
+    return false;
+  }
+  if (!lock_channel(s, where)) return false;
+  if (p && !s.chip) {
+    s.where = where;
+    s.chip = make_chip(s, p->chip, p->image);
+    if (s.lines_set) {  // the levels the adapter already drives
+      trace_lines(s.lines, s.lines, true);
+      drive_chip(s);
+    }
+  }
+  return true;
+}
+
+void detach(const std::string& where) {
+  state& s = get();
+  auto l = s.locks.find(where);
+  if (l == s.locks.end()) return;
+  if (l->second >= 0) ::close(l->second);
+  s.locks.erase(l);
 }
 
 void trace(const char* format, ...) {

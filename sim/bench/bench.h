@@ -1,5 +1,6 @@
 // The process-wide test bench inside a program run by vtarget: configuration,
-// the one simulated chip, the modelled clock, the trace and the chip's image.
+// the simulated chip of this process (the one chip, or the one on the channel
+// it opened), the modelled clock, the trace and the chip's image.
 // The parallel-port emulation and the FTDI emulation both attach to it.
 //
 // How an emulation attaches
@@ -8,7 +9,8 @@
 //   ${CMAKE_BINARY_DIR}/sim; vtarget puts that folder on LD_LIBRARY_PATH).
 // * Nothing needs initialising: the first call of any function below reads the
 //   configuration named by the environment variable VTARGET_CONFIG (a file that
-//   vtarget writes) and creates the chip from its image file. Without
+//   vtarget writes) and creates the chip from its image file (with chip
+//   positions, at `attach()`). Without
 //   VTARGET_CONFIG, `active()` is false and a default configuration (mega8, no
 //   image, no trace, the deterministic clock) is used, so tests may still call
 //   everything in-process.
@@ -38,13 +40,23 @@
 //   reads high; stuck-at faults applied). `key_pressed()` is the adapter key.
 // * Both emulations may be active in one process; they drive the same chip, and
 //   the last set_adapter_lines() call wins.
-// * Faults: `fault("name")` returns the --fault entry of that name or nullptr.
-//   Names the bench itself handles: "no-answer", "out-of-step", "lose-step",
-//   "busy-longer", "miso", "signature" (chip side; "locked" is applied to the
-//   state by vtarget before the run). Names meant for
-//   the FTDI emulation: "usb-read-error", "usb-write-error", "usb-short-read",
-//   "usb-short-write", "missing-function", "no-ftdi" (their values as that
-//   emulation documents them in `vtarget --help`).
+// * Faults: `fault(fault_id::...)` returns the --fault entry of that kind
+//   (faults.h, the one table of names) or nullptr; a fault confined to a chip
+//   position counts only in the process attached there. The bench itself
+//   handles the chip faults; the parallel-port and FTDI emulations theirs.
+// * Several chips (--chip-at): the configuration lists chip positions, each a
+//   channel (an FTDI channel, a parallel port) with its own chip and image. A
+//   process holds no chip until an emulation calls `attach(where)` as the
+//   program opens (claims) that channel: the channel is then locked for the
+//   process (flock on a file in config().lock_dir, vtarget's session folder,
+//   which the kernel drops when the process ends; a test's bench without that
+//   folder locks nothing) and the chip of that position, if any, is made from
+//   its image. A channel held by another process refuses the attach, so
+//   the emulation answers as the real device would (FT_DEVICE_NOT_OPENED, a
+//   failed PPCLAIM). `detach(where)` unlocks it again (FT_Close, PPRELEASE).
+//   A process works with one chip: attaching a second position with a chip is
+//   refused. Without positions every channel leads to the one chip, and
+//   attach only keeps the channel exclusive between processes.
 // * The chip's contents live in the image file vtarget hands over
 //   (config().chip_image, chip_image.h): every write and erase goes through to
 //   it as it starts, so it holds what was done to the chip however the program
@@ -116,8 +128,13 @@ const adapter_lines& current_lines();
 bool miso();
 bool key_pressed();
 
-// The --fault entry with this name, nullptr when none.
-const fault_spec* fault(const char* name);
+// The --fault entry of this kind that applies here, nullptr when none.
+const fault_spec* fault(fault_id id);
+
+// Takes the channel `where` ("ftdi:I:L", "parport:N"; chip_position) for this
+// process; false when another process holds it or it would be a second chip.
+bool attach(const std::string& where);
+void detach(const std::string& where);
 
 // One trace line "<modelled time> <text>"; no-op without --trace.
 void trace(const char* format, ...) __attribute__((format(printf, 1, 2)));

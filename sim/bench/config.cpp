@@ -23,6 +23,7 @@ fault_spec parse_fault(const std::string& text) {
     f.value = text.substr(eq + 1);
     f.has_value = true;
   }
+  f.id = find_fault(f.name);
   return f;
 }
 
@@ -101,11 +102,14 @@ std::string format_config(const bench_config& c) {
   std::ostringstream o;
   o << "chip=" << escape(c.chip) << "\n";
   o << "chip_image=" << escape(c.chip_image) << "\n";
+  o << "lock_dir=" << escape(c.lock_dir) << "\n";
   o << "wiring=" << escape(c.wiring) << "\n";
   o << "wiring_map=" << escape(c.wiring_map) << "\n";
   o << "power_from_adapter=" << (c.power_from_adapter ? 1 : 0) << "\n";
   o << "parport=" << escape(c.parport) << "\n";
   o << "emulate_lpt=" << (c.emulate_lpt ? 1 : 0) << "\n";
+  for (const auto& p : c.positions)
+    o << "position=" << escape(p.where) << "\t" << escape(p.chip) << "\t" << escape(p.image) << "\n";
   for (const auto& f : c.ftdi) {
     o << "ftdi=" << escape(f.type) << "\t" << (f.has_description ? 1 : 0) << "\t" << escape(f.description)
       << "\t" << (f.has_serial ? 1 : 0) << "\t" << escape(f.serial) << "\n";
@@ -116,7 +120,8 @@ std::string format_config(const bench_config& c) {
   o << "usb_latency_us=" << number_text(c.usb_latency_us) << "\n";
   o << "clock=" << clock_mode_name(c.clock) << "\n";
   for (const auto& f : c.faults)
-    o << "fault=" << escape(f.name) << "\t" << (f.has_value ? 1 : 0) << "\t" << escape(f.value) << "\n";
+    o << "fault=" << escape(f.name) << "\t" << (f.has_value ? 1 : 0) << "\t" << escape(f.value) << "\t"
+      << escape(f.at) << "\n";
   o << "trace=" << escape(c.trace_file) << "\n";
   o << "key_press_ms=" << number_text(c.key_press_ms) << "\n";
   o << "key_release_ms=" << number_text(c.key_release_ms) << "\n";
@@ -140,11 +145,20 @@ bool parse_config(const std::string& text, bench_config& c, std::string& error) 
     auto num = [&] { return std::strtod(val.c_str(), nullptr); };
     if (key == "chip") c.chip = val;
     else if (key == "chip_image") c.chip_image = val;
+    else if (key == "lock_dir") c.lock_dir = val;
     else if (key == "wiring") c.wiring = val;
     else if (key == "wiring_map") c.wiring_map = val;
     else if (key == "power_from_adapter") c.power_from_adapter = flag();
     else if (key == "parport") c.parport = val;
     else if (key == "emulate_lpt") c.emulate_lpt = flag();
+    else if (key == "position") {
+      auto f = fields(raw);
+      if (f.size() != 3) {
+        error = "line " + std::to_string(n) + ": bad position entry";
+        return false;
+      }
+      c.positions.push_back({f[0], f[1], f[2]});
+    }
     else if (key == "ftdi") {
       auto f = fields(raw);
       if (f.size() != 5) {
@@ -164,14 +178,16 @@ bool parse_config(const std::string& text, bench_config& c, std::string& error) 
     }
     else if (key == "fault") {
       auto f = fields(raw);
-      if (f.size() != 3) {
+      if (f.size() != 4) {
         error = "line " + std::to_string(n) + ": bad fault entry";
         return false;
       }
       fault_spec s;
       s.name = f[0];
+      s.id = find_fault(s.name);
       s.has_value = f[1] == "1";
       s.value = f[2];
+      s.at = f[3];
       c.faults.push_back(s);
     } else if (key == "trace") c.trace_file = val;
     else if (key == "key_press_ms") c.key_press_ms = num();

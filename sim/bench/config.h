@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "sim/bench/faults.h"
+
 namespace vt {
 
 // One --ftdi entry: a dual or quad FTDI chip on the emulated USB bus.
@@ -19,11 +21,22 @@ struct ftdi_entry {
 
 // One --fault NAME[=VALUE] entry.
 struct fault_spec {
+  fault_id id = fault_id::unknown;  // from `name` (faults.h)
   std::string name;
   std::string value;         // text after '=', empty when none
   bool has_value = false;
   // The value as a number (decimal or 0x hex); `fallback` when there is none or it is not a number.
   long number(long fallback = 0) const;
+  std::string at;            // the chip position it is confined to (chip_position::where); empty: every one
+};
+
+// One chip of a station (--chip-at): where it hangs, what it is, and its
+// contents. `where` is "ftdi:I:L" (channel L of the I-th --ftdi entry,
+// counted from 0) or "parport:N" (/dev/parportN and its direct I/O base).
+struct chip_position {
+  std::string where;
+  std::string chip;
+  std::string image;         // chip_image.h file, written through by whichever process opens the channel
 };
 
 // How the program's own time (between its calls into the emulations) reaches
@@ -37,6 +50,8 @@ enum class clock_mode : uint8_t {
 struct bench_config {
   std::string chip = "mega8";          // chip name as given on the command line
   std::string chip_image;              // the chip's contents, mapped and written through (chip_image.h); empty: none
+  std::vector<chip_position> positions;  // --chip-at: one chip per channel; empty: the one chip above
+  std::string lock_dir;                // vtarget's session folder, where the channels' locks live; empty: none
   std::string wiring = "kaldo";        // wiring name, or "map" for a pin map
   std::string wiring_map;              // for "map": the raw text after "map:" (zindle's pin-map syntax)
   bool power_from_adapter = false;     // --power adapter
@@ -58,7 +73,7 @@ struct bench_config {
 std::string format_config(const bench_config& c);
 bool parse_config(const std::string& text, bench_config& c, std::string& error);
 
-// Parses "NAME[=VALUE]".
+// Parses "NAME[=VALUE]"; an unknown NAME gives fault_id::unknown.
 fault_spec parse_fault(const std::string& text);
 
 // "host", "deterministic", "realtime"; parse fails on any other text.

@@ -1,6 +1,6 @@
 // The 23 exported D2XX functions over the emulated channels.
 //
-// USB faults (--fault, counted over all channels of the process):
+// USB faults (--fault, faults.h; counted over all channels of the process):
 //   usb-read-error[=N]   FT_Read fails with FT_IO_ERROR from its N-th call on (default 1)
 //   usb-write-error[=N]  FT_Write fails with FT_IO_ERROR from its N-th call on; nothing is sent
 //   usb-short-read[=N]   FT_Read returns FT_OK with half the bytes asked for, from its N-th call on
@@ -98,8 +98,8 @@ FT_STATUS on_channel(FT_HANDLE handle, F&& body) {
 }
 
 // From the N-th call on (N = the fault's value, default 1).
-bool fault_hits(const char* name, unsigned long call) {
-  const fault_spec* f = bench::fault(name);
+bool fault_hits(fault_id id, unsigned long call) {
+  const fault_spec* f = bench::fault(id);
   return f && long(call) >= f->number(1);
 }
 
@@ -110,8 +110,10 @@ void copy_text(void* dst, const std::string& text, size_t field) {
   static_cast<char*>(dst)[n] = 0;
 }
 
+// A channel is exclusive: open in this process, or held by another process
+// that vtarget runs (the bench's channel lock).
 FT_STATUS open_channel(ftdi_channel* c, FT_HANDLE* handle) {
-  if (c->is_open()) return FT_DEVICE_NOT_OPENED;
+  if (c->is_open() || !bench::attach(c->info().where)) return FT_DEVICE_NOT_OPENED;
   c->open();
   *handle = c;
   return FT_OK;
@@ -153,7 +155,7 @@ FT_STATUS FT_OpenEx(void* arg, DWORD flags, FT_HANDLE* handle) {
                  : flags == FT_OPEN_BY_SERIAL_NUMBER ? i.serial == static_cast<const char*>(arg)
                                                       : i.description == static_cast<const char*>(arg);
     if (!match) continue;
-    if (!c->is_open()) return vt::open_channel(c.get(), handle);
+    if (vt::open_channel(c.get(), handle) == FT_OK) return FT_OK;
     busy = c.get();
   }
   return busy ? FT_DEVICE_NOT_OPENED : FT_DEVICE_NOT_FOUND;
@@ -199,6 +201,7 @@ FT_STATUS FT_ListDevices(void* arg1, void* arg2, DWORD flags) {
 FT_STATUS FT_Close(FT_HANDLE handle) {
   return vt::on_channel(handle, [&](d2xx_state&, ftdi_channel& c) -> FT_STATUS {
     c.close();
+    vt::bench::detach(c.info().where);
     return FT_OK;
   });
 }
@@ -208,8 +211,8 @@ FT_STATUS FT_Read(FT_HANDLE handle, void* buffer, DWORD bytes_to_read, DWORD* by
     if (!buffer || !bytes_returned) return FT_INVALID_PARAMETER;
     *bytes_returned = 0;
     const unsigned long call = ++s.reads;
-    if (vt::fault_hits("usb-read-error", call)) return FT_IO_ERROR;
-    DWORD count = vt::fault_hits("usb-short-read", call) ? bytes_to_read / 2 : bytes_to_read;
+    if (vt::fault_hits(vt::fault_id::usb_read_error, call)) return FT_IO_ERROR;
+    DWORD count = vt::fault_hits(vt::fault_id::usb_short_read, call) ? bytes_to_read / 2 : bytes_to_read;
     *bytes_returned = c.read(static_cast<uint8_t*>(buffer), count);
     return FT_OK;
   });
@@ -220,8 +223,8 @@ FT_STATUS FT_Write(FT_HANDLE handle, void* buffer, DWORD bytes_to_write, DWORD* 
     if (!buffer || !bytes_written) return FT_INVALID_PARAMETER;
     *bytes_written = 0;
     const unsigned long call = ++s.writes;
-    if (vt::fault_hits("usb-write-error", call)) return FT_IO_ERROR;
-    DWORD count = vt::fault_hits("usb-short-write", call) ? bytes_to_write / 2 : bytes_to_write;
+    if (vt::fault_hits(vt::fault_id::usb_write_error, call)) return FT_IO_ERROR;
+    DWORD count = vt::fault_hits(vt::fault_id::usb_short_write, call) ? bytes_to_write / 2 : bytes_to_write;
     *bytes_written = c.write(static_cast<const uint8_t*>(buffer), count);
     return FT_OK;
   });

@@ -2,6 +2,7 @@
 #include "sim/ftdi/ftdi_bus.h"
 
 #include <cstdio>
+#include <string>
 
 namespace vt {
 
@@ -10,7 +11,7 @@ uint64_t default_turn_ns(ftdi_chip chip) { return chip == ftdi_chip::ft2232c ? 1
 std::vector<channel_info> emulated_channels(const bench_config& cfg, std::string& type_error) {
   std::vector<channel_info> out;
   for (const fault_spec& f : cfg.faults)
-    if (f.name == "no-ftdi") return out;
+    if (f.id == fault_id::no_ftdi) return out;
   for (size_t i = 0; i < cfg.ftdi.size(); ++i) {
     const ftdi_entry& e = cfg.ftdi[i];
     channel_info c;
@@ -54,7 +55,12 @@ std::vector<channel_info> emulated_channels(const bench_config& cfg, std::string
       k.description = d;
       // MPSSE: channel A of the FT2232C/D, A and B of the H chips.
       k.mpsse = ch == 0 || (ch == 1 && c.high_speed);
-      k.chip_attached = out.empty() && ch == 0;
+      k.where = "ftdi:" + std::to_string(i) + ":" + k.letter;
+      if (cfg.positions.empty()) {
+        k.chip_attached = out.empty() && ch == 0;
+      } else {
+        for (const chip_position& p : cfg.positions) k.chip_attached = k.chip_attached || p.where == k.where;
+      }
       out.push_back(k);
     }
   }

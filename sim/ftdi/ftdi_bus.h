@@ -22,7 +22,8 @@ struct channel_info {
   char letter = 'A';
   bool high_speed = false;
   bool mpsse = false;       // the channel has an MPSSE engine
-  bool chip_attached = false;  // the simulated AVR hangs on this channel
+  bool chip_attached = false;  // a simulated AVR hangs on this channel
+  std::string where;        // its chip position name, "ftdi:I:L" (config.h)
   // Modelled USB costs.
   uint64_t turn_ns = 0;     // one request/response turn-around
   uint64_t byte_ns = 0;     // one byte over the bus
@@ -33,7 +34,7 @@ struct channel_info {
 uint64_t default_turn_ns(ftdi_chip chip);
 
 // The channels of `cfg.ftdi`, in order (none with the no-ftdi fault). The chip
-// hangs on channel A of the first entry. `type_error` names an unknown type.
+// hangs on channel A of the first entry, or with chip positions on theirs. `type_error` names an unknown type.
 std::vector<channel_info> emulated_channels(const bench_config& cfg, std::string& type_error);
 
 }  // namespace vt

@@ -42,6 +42,7 @@ struct pp_file {
   bool path_only = false;  // opened with O_PATH: no ioctl
   bool claimed = false;
   bool exclusive = false;
+  int port = 0;  // the channel behind it: parport N (a plain int keeps the table constant-initialized)
   int mode = IEEE1284_MODE_COMPAT;
   int phase = 0;  // forward idle
   int flags = 0;
@@ -55,10 +56,22 @@ F real(const char* name) {
   return reinterpret_cast<F>(dlsym(RTLD_NEXT, name));
 }
 
-bool is_emulated_path(const char* path) {
+// VTARGET_PARPORT lists the emulated device paths, ':' separated; the N-th is
+// the channel "parport:N". -1 for any other path.
+int emulated_path_index(const char* path) {
   const char* p = std::getenv("VTARGET_PARPORT");
-  return p && *p && path && std::strcmp(path, p) == 0;
+  if (!p || !*p || !path) return -1;
+  const size_t length = std::strlen(path);
+  for (int index = 0;; ++index) {
+    const char* end = std::strchr(p, ':');
+    const size_t n = end ? size_t(end - p) : std::strlen(p);
+    if (n == length && std::strncmp(p, path, n) == 0) return index;
+    if (!end) return -1;
+    p = end + 1;
+  }
 }
+
+std::string channel_name(int index) { return "parport:" + std::to_string(index); }
 
 pp_file* find_file(int fd) {
   for (pp_file& f : files)
@@ -71,7 +84,7 @@ int fail(int e) {
   return -1;
 }
 
-int open_emulated(int flags) {
+int open_emulated(int flags, int port) {
   const bool path_only = (flags & O_PATH) != 0;  // needs no rights on the node itself
   if (!path_only && vt::secure_program() && !vt::may_open_parport()) return fail(EACCES);
   // A real descriptor keeps the number unique; the device itself is this table entry.
@@ -82,6 +95,7 @@ int open_emulated(int flags) {
       f = pp_file();
       f.fd = fd;
       f.path_only = path_only;
+      f.port = port;
       return fd;
     }
   }
@@ -121,8 +135,14 @@ int open_io_port_list() {
 
 // The files of the emulation: the parport device and the kernel's port list.
 bool open_ours(const char* path, int flags, int& fd) {
-  if (is_emulated_path(path) || is_reopened_device(path)) {
-    fd = open_emulated(flags);
+  const int index = emulated_path_index(path);
+  if (index >= 0) {
+    fd = open_emulated(flags, index);
+    return true;
+  }
+  if (is_reopened_device(path)) {
+    const char* number = path + std::strlen("/proc/self/fd/");
+    fd = open_emulated(flags, find_file(std::atoi(number))->port);
     return true;
   }
   if (path && std::strcmp(path, "/proc/ioports") == 0) {
@@ -140,6 +160,9 @@ int pp_ioctl(pp_file& f, unsigned long req, void* arg) {
   switch (req) {
     case PPCLAIM:
       if (f.claimed) return fail(EINVAL);
+      // Another process (run by the same vtarget) has the port: the kernel
+      // refuses to register a second device on it.
+      if (!vt::bench::attach(channel_name(f.port))) return fail(EBUSY);
       f.claimed = true;
       return 0;
     case PPEXCL:
@@ -173,8 +196,9 @@ int pp_ioctl(pp_file& f, unsigned long req, void* arg) {
   if (!f.claimed) return fail(EINVAL);
   switch (req) {
     case PPRELEASE:
-      if (vt::bench::fault("ppdev-release-error")) return fail(EIO);  // the port stays claimed
+      if (vt::bench::fault(vt::fault_id::ppdev_release_error)) return fail(EIO);  // the port stays claimed
       f.claimed = false;
+      vt::bench::detach(channel_name(f.port));
       return 0;
     case PPYIELD:
       return 0;
@@ -431,7 +455,8 @@ int __open64_2(const char* path, int flags) {
 
 int close(int fd) {
   if (pp_file* f = find_file(fd)) {
-    f->claimed = false;  // closing releases the port, as the driver does
+    if (f->claimed) vt::bench::detach(channel_name(f->port));  // closing releases the port, as the driver does
+    f->claimed = false;
     f->fd = -1;
   }
   return real<int (*)(int)>("close")(fd);
@@ -480,6 +505,15 @@ int ioperm(unsigned long from, unsigned long num, int turn_on) {
   }
   if (!ours) return real<int (*)(unsigned long, unsigned long, int)>("ioperm")(from, num, turn_on);
   vt::bench::emulation_call call;  // timing the trap is the emulation's time, not the program's
+  if (!vt::bench::config().positions.empty()) {
+    // Several chips: the port's base says which one; one process per port.
+    for (size_t i = 0; i < sizeof vt::emulated_bases / sizeof vt::emulated_bases[0]; ++i) {
+      const unsigned base = vt::emulated_bases[i].base;
+      if (from >= base + 8 || from + num <= base) continue;
+      if (!turn_on) vt::bench::detach(channel_name(int(i)));
+      else if (!vt::bench::attach(channel_name(int(i)))) return fail(EBUSY);
+    }
+  }
   for (unsigned long p = from; p < from + num; ++p) granted[p] = turn_on != 0;
   if (turn_on) {
     install_handler();

@@ -133,9 +133,34 @@ TEST(Vtarget, ShowsTheLockThatAFaultPuts) {
 
 TEST(Vtarget, UsageErrors) {
   for (const char* args : {"--chip mega9", "--wiring nosuch", "--wiring map:mosi=D9", "--fault bogus", "--ftdi ft9999", "--osc fast",
-                           "--clock fast"}) {
+                           "--clock fast", "--chip-at parport0", "--chip-at parport3=mega8",
+                           "--chip-at ft2232h:A=mega8", "--ftdi ft2232h --chip-at ft2232h#2:A=mega8",
+                           "--ftdi ft4232h --chip-at ft4232h:C=mega8", "--ftdi ft2232c --chip-at ft2232c:B=mega8",
+                           "--chip-at parport0=mega8 --chip-at parport0=mega8", "--chip-at parport0=mega9",
+                           "--chip-at parport0=mega8,fault=bogus", "--chip-at parport0=mega8,speed=1",
+                           "--chip mega8 --chip-at parport0=mega8", "--no-parport --chip-at parport1=mega8"}) {
     EXPECT_EQ(vt_test::run_command(bin + "/vtarget " + args).status, 2) << args;
   }
+}
+
+// Every option, clock mode and fault that --help lists is in the manual page too.
+TEST(Vtarget, ManualPageNamesEveryOptionAndFault) {
+  std::istringstream help(vt_test::run_command(bin + "/vtarget --help").out);
+  const std::string page = read_file(VT_SOURCE_DIR "/dist/man/vtarget.1");
+  std::string line;
+  int names = 0;
+  while (std::getline(help, line)) {
+    // "  --option VALUE  text"; the values of --clock and the fault names from column 25 on.
+    const size_t start = line.find_first_not_of(' ');
+    const bool option = start == 2 && line.compare(2, 2, "--") == 0;
+    const bool fault = start == 25 && std::islower((unsigned char)line[25]);
+    if (!option && !fault) continue;
+    std::string name = line.substr(start, line.find_first_of(" =[", start) - start), man;
+    for (char c : name) man += c == '-' ? std::string("\\-") : std::string(1, c);
+    EXPECT_NE(page.find(man), std::string::npos) << name << " is not in the manual page";
+    ++names;
+  }
+  EXPECT_GE(names, 36);
 }
 
 }  // namespace

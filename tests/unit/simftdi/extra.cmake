@@ -11,5 +11,6 @@ if(TARGET ftd2xx)
 else()
   target_sources(test_${area} PRIVATE ${CMAKE_SOURCE_DIR}/sim/ftdi/mpsse_engine.cpp
                  ${CMAKE_SOURCE_DIR}/sim/ftdi/ftdi_wiring.cpp ${CMAKE_SOURCE_DIR}/sim/ftdi/ftdi_bus.cpp
-                 ${CMAKE_SOURCE_DIR}/sim/bench/config.cpp)
+                 ${CMAKE_SOURCE_DIR}/sim/bench/config.cpp
+                 ${CMAKE_SOURCE_DIR}/sim/bench/faults.cpp)
 endif()
