@@ -85,6 +85,12 @@ const char* const usage_text =
     "                       in a row as one line ending in xN), every change of RESET,\n"
     "                       power, enable and the LEDs, and the final line levels, with\n"
     "                       modelled time stamps in microseconds\n"
+    "  --vcd FILE           record the lines between adapter and chip (sck, mosi, miso,\n"
+    "                       reset, xtal, power, enable, led_ok, led_error, key) as a Value\n"
+    "                       Change Dump on the modelled clock (1 ns); miso is z while the\n"
+    "                       chip leaves it floating, the buffered lines while the buffer is off\n"
+    "  --vcd-lines all|isp  record every line (default), or only sck, mosi, miso and reset\n"
+    "  --vcd-window FROM[,TO]  record only from FROM to TO milliseconds of modelled time\n"
     "  --show               print the chip state (after PROGRAM, if any)\n"
     "  --flash-in FILE      load the whole FLASH from a raw binary file before PROGRAM\n"
     "  --eeprom-in FILE     the same for the EEPROM\n"
@@ -181,6 +187,21 @@ vt::ftdi_entry parse_ftdi(const std::string& v) {
   return e;
 }
 
+// --vcd-lines all|isp
+void parse_vcd_lines(const std::string& v, vt::bench_config& c) {
+  if (v != "all" && v != "isp") throw usage_error{"--vcd-lines takes all or isp"};
+  c.vcd_isp_only = v == "isp";
+}
+
+// --vcd-window FROM[,TO] in milliseconds of modelled time
+void parse_vcd_window(const std::string& v, vt::bench_config& c) {
+  const auto comma = v.find(',');
+  c.vcd_from_ms = parse_number("--vcd-window", v.substr(0, comma));
+  c.vcd_to_ms = comma == std::string::npos ? -1 : parse_number("--vcd-window", v.substr(comma + 1));
+  if (c.vcd_from_ms < 0 || (comma != std::string::npos && c.vcd_to_ms < c.vcd_from_ms))
+    throw usage_error{"--vcd-window takes FROM[,TO] in milliseconds, 0 <= FROM <= TO"};
+}
+
 options parse_args(int argc, char** argv) {
   options o;
   for (int i = 1; i < argc; ++i) {
@@ -265,6 +286,9 @@ options parse_args(int argc, char** argv) {
       if (!known) throw usage_error{"unknown fault '" + f.name + "'"};
       o.cfg.faults.push_back(f);
     } else if (a == "--trace") o.cfg.trace_file = arg();
+    else if (a == "--vcd") o.cfg.vcd_file = arg();
+    else if (a == "--vcd-lines") parse_vcd_lines(arg(), o.cfg);
+    else if (a == "--vcd-window") parse_vcd_window(arg(), o.cfg);
     else if (a == "--flash-in") o.flash_in = arg();
     else if (a == "--flash-out") o.flash_out = arg();
     else if (a == "--eeprom-in") o.eeprom_in = arg();
@@ -448,7 +472,8 @@ int main(int argc, char** argv) {
     } else {
       std::ofstream(config_path) << vt::format_config(cfg);
       if (!cfg.trace_file.empty()) std::ofstream(cfg.trace_file, std::ios::trunc);
-      status = run_program(o, config_path);
+      if (!cfg.vcd_file.empty() && !std::ofstream(cfg.vcd_file, std::ios::trunc)) status = fail("can't write " + cfg.vcd_file);
+      if (status == 0) status = run_program(o, config_path);
       if (!vt::read_chip_image(image, st, error)) status = fail(error);
     }
     std::remove(image.c_str());
