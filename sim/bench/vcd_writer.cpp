@@ -99,8 +99,9 @@ void vcd_writer::stamp(uint64_t t) {
 
 void vcd_writer::settle(uint64_t until) {
   if (cur_ > to_ || (cur_ < from_ && until <= from_)) return;
-  stamp(cur_ < from_ ? from_ : cur_);
   const bool first = !dumped_;
+  if (!first && values_ == written_) return;
+  stamp(cur_ < from_ ? from_ : cur_);
   if (first && !continued_) buffer_ += "$dumpvars\n";
   for (size_t i = 0; i < values_.size(); ++i) {
     if (!first && values_[i] == written_[i]) continue;

@@ -24,7 +24,7 @@ class vcd_writer {
   // Only changes in [from_ns, to_ns] are written (the values at from_ns first).
   void set_window(uint64_t from_ns, uint64_t to_ns);
 
-  // Writes to `fd` (open for writing, positioned at its end). An empty file
+  // Writes to `fd` (open for reading and appending). An empty file
   // gets the header; a file holding an earlier recording of the same wires is
   // continued after its last time. False with `error` when the file holds
   // something else or cannot be read. The writer closes `fd`.
