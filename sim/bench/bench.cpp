@@ -214,7 +214,7 @@ void open_vcd(state& s) {
   const size_t count = c.vcd_isp_only ? 4 : w_count;
   std::unique_ptr<vcd_writer> w(new vcd_writer(std::vector<std::string>(wire_names, wire_names + count)));
   w->set_window(uint64_t(c.vcd_from_ms * 1e6), c.vcd_to_ms < 0 ? UINT64_MAX : uint64_t(c.vcd_to_ms * 1e6));
-  const int fd = ::open(c.vcd_file.c_str(), O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
+  const int fd = ::open(c.vcd_file.c_str(), O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC | O_LARGEFILE, 0644);
   if (fd < 0) {
     std::fprintf(stderr, "vtarget: can't write %s: %s\n", c.vcd_file.c_str(), std::strerror(errno));
     return;

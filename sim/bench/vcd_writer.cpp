@@ -44,21 +44,22 @@ std::string vcd_writer::header() const {
 
 // The last time stamp of the recording in `fd`, which must hold our header.
 bool vcd_writer::read_end(int fd, std::string& error) {
-  struct stat sb;
-  if (::fstat(fd, &sb) != 0) {
+  struct stat64 sb;
+  if (::fstat64(fd, &sb) != 0) {
     error = std::strerror(errno);
     return false;
   }
   const std::string h = header();
   std::string head(h.size(), '\0');
-  const size_t size = size_t(sb.st_size);
-  if (size < h.size() || ::pread(fd, &head[0], h.size(), 0) != ssize_t(h.size()) || head != h) {
+  const uint64_t size = uint64_t(sb.st_size);
+  if (size < h.size() || ::pread64(fd, &head[0], h.size(), 0) != ssize_t(h.size()) || head != h) {
     error = "holds no recording of these lines";
     return false;
   }
-  const size_t start = size - h.size() > tail_bytes ? size - tail_bytes : h.size();
-  std::string tail(size - start, '\0');
-  if (!tail.empty() && ::pread(fd, &tail[0], tail.size(), off_t(start)) != ssize_t(tail.size())) {
+  // From the header's last newline on, or the last block.
+  const uint64_t start = size - h.size() + 1 > tail_bytes ? size - tail_bytes : h.size() - 1;
+  std::string tail(size_t(size - start), '\0');
+  if (::pread64(fd, &tail[0], tail.size(), off64_t(start)) != ssize_t(tail.size())) {
     error = std::strerror(errno);
     return false;
   }
@@ -72,8 +73,8 @@ bool vcd_writer::read_end(int fd, std::string& error) {
 }
 
 bool vcd_writer::open(int fd, std::string& error) {
-  struct stat sb;
-  if (::fstat(fd, &sb) != 0) {
+  struct stat64 sb;
+  if (::fstat64(fd, &sb) != 0) {
     error = std::strerror(errno);
     ::close(fd);
     return false;

@@ -83,6 +83,12 @@ TEST(VcdWriter, ContinuesAnEarlierRecording) {
   EXPECT_EQ(read_file(path), std::string(header) +
                                  "#10\n$dumpvars\n0!\nz\"\n$end\n#20\n1!\n#30\n"
                                  "#35\n1!\nz\"\n#38\n0\"\n#39\n");
+  // A recording that ended where it began.
+  const std::string once = testing::TempDir() + "vcd_once.vcd";
+  std::remove(once.c_str());
+  ASSERT_TRUE(record(once, {{10, 0, '0'}, {10, 1, '1'}}, 10));
+  ASSERT_TRUE(record(once, {{2, 0, '1'}, {2, 1, '1'}}, 4));
+  EXPECT_EQ(read_file(once), std::string(header) + "#10\n$dumpvars\n0!\n1\"\n$end\n#12\n1!\n1\"\n#14\n");
   // Another file is not continued.
   const std::string other = testing::TempDir() + "vcd_other.vcd";
   std::ofstream(other) << "$timescale 1ps $end\n";
