@@ -53,7 +53,7 @@ def decoded(vcd, line):
 
 def check_vcd(path, lines, released):
     """None when the file is a well-formed recording of `lines` (ending with RESET released), else what is wrong."""
-    names, values, last_time, in_defs = {}, {}, -1, True
+    names, values, last_time, in_defs, dumps = {}, {}, -1, True, 0
     with open(path) as f:
         for number, line in enumerate(f, 1):
             word = line.split()
@@ -73,7 +73,11 @@ def check_vcd(path, lines, released):
                     return "line %d: MISO driven (%s) with RESET high" % (number, values.get("miso"))
             elif line[0] in "01xz" and line[1:].strip() in names:
                 values[names[line[1:].strip()]] = line[0]
-            elif word[0] not in ("$dumpvars", "$end"):
+            elif word[0] == "$dumpvars":
+                dumps += 1
+                if dumps > 1:
+                    return "line %d: a second $dumpvars" % number
+            elif word[0] != "$end":
                 return "line %d: %r" % (number, line)
     if released and (values.get("reset") != "1" or values.get("miso") != "z"):
         return "at the end RESET %s, MISO %s (expected released, floating)" % (values.get("reset"), values.get("miso"))
@@ -105,6 +109,9 @@ def main():
          [zindle, "+mega8", "-aft2232h", "-ew", "-v", HEX], ["isp"]),
         ("the plain client programming a whole mega8 over ppdev", ["--chip", "mega8"],
          [client, "ppdev", "/dev/parport0", "program", "5"], []),
+        # Each program's clock starts at 0: the second continues the first one's recording.
+        ("a script writing, then verifying in a second zindle", ["--chip", "mega8"],
+         ["sh", "-c", '"$0" +mega8 -ew -p/dev/parport0 "$1" && "$0" +mega8 -v "$1"', zindle, HEX], []),
     ]
     failures = 0
     with tempfile.TemporaryDirectory() as work:
@@ -116,7 +123,7 @@ def main():
             if status != 0:
                 problem = "exit status %d\n%s" % (status, output)
             else:
-                problem = check_vcd(vcd, ALL_LINES[:4] if lines else ALL_LINES, program[0] == zindle)
+                problem = check_vcd(vcd, ALL_LINES[:4] if lines else ALL_LINES, program[0] != client)
             if problem is None:
                 mosi, miso = trace_bytes(os.path.join(work, name + ".trace"))
                 got_mosi, got_miso = decoded(vcd, "mosi"), decoded(vcd, "miso")
