@@ -472,7 +472,8 @@ int main(int argc, char** argv) {
     } else {
       std::ofstream(config_path) << vt::format_config(cfg);
       if (!cfg.trace_file.empty()) std::ofstream(cfg.trace_file, std::ios::trunc);
-      if (!cfg.vcd_file.empty() && !std::ofstream(cfg.vcd_file, std::ios::trunc)) status = fail("can't write " + cfg.vcd_file);
+      if (!cfg.vcd_file.empty() && !std::ofstream(cfg.vcd_file, std::ios::trunc))
+        status = fail("can't write " + cfg.vcd_file);
       if (status == 0) status = run_program(o, config_path);
       if (!vt::read_chip_image(image, st, error)) status = fail(error);
     }

@@ -253,8 +253,10 @@ void record_lines(state& s) {
     const int m = s.chip->miso_output();
     if (m >= 0) miso = level(m != 0);
   }
-  const char v[w_count] = {buffered(l.sck), buffered(l.mosi), miso,           buffered(l.reset),   buffered(l.xtal),
-                           level(l.power),  level(l.enable),  level(l.led_ok), level(l.led_error), level(key_at(s.cfg, s.now))};
+  const char v[w_count] = {buffered(l.sck),   buffered(l.mosi),  miso,
+                           buffered(l.reset), buffered(l.xtal),  level(l.power),
+                           level(l.enable),   level(l.led_ok),   level(l.led_error),
+                           level(key_at(s.cfg, s.now))};
   if (s.vcd_recorded) record_key(s);
   s.vcd_recorded = true;
   const size_t count = s.cfg.vcd_isp_only ? 4 : w_count;
