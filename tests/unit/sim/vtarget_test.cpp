@@ -133,7 +133,7 @@ TEST(Vtarget, ShowsTheLockThatAFaultPuts) {
 
 TEST(Vtarget, UsageErrors) {
   for (const char* args : {"--chip mega9", "--wiring nosuch", "--wiring map:mosi=D9", "--fault bogus", "--ftdi ft9999", "--osc fast",
-                           "--clock fast"}) {
+                           "--clock fast", "--vcd-lines some", "--vcd-window 5,2", "--vcd-window x", "--vcd"}) {
     EXPECT_EQ(vt_test::run_command(bin + "/vtarget " + args).status, 2) << args;
   }
 }
