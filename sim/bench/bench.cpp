@@ -145,7 +145,7 @@ state& get() {
     s->cfg.clock = clock_mode::deterministic;  // in-process tests: nothing depends on the host's speed
   }
   if (!s->cfg.trace_file.empty())
-    s->trace_fd = ::open(s->cfg.trace_file.c_str(), O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
+    s->trace_fd = ::open(s->cfg.trace_file.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
   g = s;
   s->chip = make_chip(*s);
   building = false;
