@@ -21,7 +21,7 @@ class vcd_writer {
   vcd_writer(const vcd_writer&) = delete;
   vcd_writer& operator=(const vcd_writer&) = delete;
 
-  // Only changes in [from_ns, to_ns] are written (the values at from_ns first).
+  // Only changes in [from_ns, to_ns] of the file's time are written (the values at from_ns first).
   void set_window(uint64_t from_ns, uint64_t to_ns);
 
   // Writes to `fd` (open for reading and appending). An empty file
@@ -39,8 +39,7 @@ class vcd_writer {
   // Drops what is buffered and closes without writing (a forked copy).
   void abandon();
 
-  // Time added to every time given (the end of the recording continued).
-  uint64_t offset_ns() const { return offset_; }
+  // The short name of wire `index` in the file: '!', '"', ... '~', then two characters.
   static std::string identifier(size_t index);
 
  private:
@@ -56,7 +55,7 @@ class vcd_writer {
   std::vector<char> written_;  // as the file has them
   std::string buffer_;
   int fd_ = -1;
-  uint64_t offset_ = 0;
+  uint64_t offset_ = 0;        // added to every time: the end of the recording continued
   uint64_t from_ = 0, to_ = UINT64_MAX;
   uint64_t cur_ = 0;           // time of the last change given
   bool any_ = false;           // a change has been given
