@@ -467,6 +467,10 @@ int main(int argc, char** argv) {
     const std::string tmpdir = tmpl, image = tmpdir + "/chip.image", config_path = tmpdir + "/config";
     vt::bench_config cfg = o.cfg;
     cfg.chip_image = image;
+    // The program opens the recording when it first drives the lines, maybe in another folder.
+    char cwd[PATH_MAX];
+    if (!cfg.vcd_file.empty() && cfg.vcd_file[0] != '/' && getcwd(cwd, sizeof cwd))
+      cfg.vcd_file = std::string(cwd) + "/" + cfg.vcd_file;
     if (!vt::write_chip_image(image, st, error)) {
       status = fail(error);
     } else {
