@@ -1,15 +1,11 @@
 #!/usr/bin/env python3
-"""The virtual target's waveforms (--vcd) read by a third-party SPI decoder.
+"""Whole runs recorded with --vcd and --trace: sigrok-cli's SPI decoder (mode 0)
+must read from the VCD exactly the instruction bytes the trace lists, both
+ways; the file must be well-formed (signal names, times increasing, MISO
+floating while RESET is high); recording must not change the run.
 
     vcd_test.py --zindle BUILD/zindle --vtarget BUILD/sim/vtarget
 
-Whole runs (zindle over ppdev, over direct I/O and over an FT2232H, and the
-plain ppdev client programming a whole mega8) are recorded together with
---trace; sigrok-cli's SPI decoder (mode 0) must read from the VCD exactly the
-instruction bytes the trace lists, in both directions. The file itself must be
-well-formed: the pin configuration's signal names, times increasing, MISO
-floating ('z') whenever the chip is out of programming mode. Recording must
-not change the run: zindle's output and the trace stay the same without it.
 Exit status 77 (skipped) when sigrok-cli is not installed.
 """
 

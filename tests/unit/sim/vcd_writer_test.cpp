@@ -96,10 +96,4 @@ TEST(VcdWriter, ContinuesAnEarlierRecording) {
   EXPECT_EQ(read_file(other), "$timescale 1ps $end\n");
 }
 
-TEST(VcdWriter, Identifiers) {
-  EXPECT_EQ(vt::vcd_writer::identifier(0), "!");
-  EXPECT_EQ(vt::vcd_writer::identifier(93), "~");
-  EXPECT_EQ(vt::vcd_writer::identifier(94), "!\"");
-}
-
 }  // namespace
