@@ -184,6 +184,21 @@ void parse_wiring(options& o, const std::string& w) {
   }
 }
 
+// --vcd-lines all|isp
+void parse_vcd_lines(const std::string& v, vt::bench_config& c) {
+  if (v != "all" && v != "isp") throw usage_error{"--vcd-lines takes all or isp"};
+  c.vcd_isp_only = v == "isp";
+}
+
+// --vcd-window FROM[,TO] in milliseconds of modelled time
+void parse_vcd_window(const std::string& v, vt::bench_config& c) {
+  const auto comma = v.find(',');
+  c.vcd_from_ms = parse_number("--vcd-window", v.substr(0, comma));
+  c.vcd_to_ms = comma == std::string::npos ? -1 : parse_number("--vcd-window", v.substr(comma + 1));
+  if (c.vcd_from_ms < 0 || (comma != std::string::npos && c.vcd_to_ms < c.vcd_from_ms))
+    throw usage_error{"--vcd-window takes FROM[,TO] in milliseconds, 0 <= FROM <= TO"};
+}
+
 // One row per option: adding an option is adding a row. `value` names the
 // value in the help text (nullptr: the option takes none); `help` may run over
 // several lines ('\n'); a row without help is an alias left out of the list.
@@ -297,6 +312,16 @@ const option_row option_rows[] = {
      "in a row as one line ending in xN), every change of RESET,\n"
      "power, enable and the LEDs, and the final line levels, with\n"
      "modelled time stamps in microseconds"},
+    {"--vcd", "FILE", [](options& o, const std::string&, const std::string& v) { o.cfg.vcd_file = v; },
+     "record the lines between adapter and chip (sck, mosi, miso,\n"
+     "reset, xtal, power, enable, led_ok, led_error, key) as a Value\n"
+     "Change Dump on the modelled clock (1 ns); miso is z while the\n"
+     "chip leaves it floating, the buffered lines while the buffer is off"},
+    {"--vcd-lines", "all|isp", [](options& o, const std::string&, const std::string& v) { parse_vcd_lines(v, o.cfg); },
+     "record every line (default), or only sck, mosi, miso and reset"},
+    {"--vcd-window", "FROM[,TO]",
+     [](options& o, const std::string&, const std::string& v) { parse_vcd_window(v, o.cfg); },
+     "record only from FROM to TO milliseconds of modelled time"},
     {"--show", nullptr, [](options& o, const std::string&, const std::string&) { o.show = true; },
      "print the chip state (after PROGRAM, if any)"},
     {"--flash-in", "FILE", [](options& o, const std::string&, const std::string& v) { o.flash_in = v; },
@@ -650,6 +675,10 @@ int main(int argc, char** argv) {
     const std::string tmpdir = tmpl, config_path = tmpdir + "/config";
     vt::bench_config cfg = o.cfg;
     cfg.lock_dir = tmpdir;
+    // The program opens the recording when it first drives the lines, maybe in another folder.
+    char cwd[PATH_MAX];
+    if (!cfg.vcd_file.empty() && cfg.vcd_file[0] != '/' && getcwd(cwd, sizeof cwd))
+      cfg.vcd_file = std::string(cwd) + "/" + cfg.vcd_file;
     std::vector<std::string> images;
     for (size_t i = 0; i < chips.size(); ++i) {
       images.push_back(tmpdir + "/chip" + std::to_string(i) + ".image");
@@ -660,7 +689,9 @@ int main(int argc, char** argv) {
     if (status == 0) {
       std::ofstream(config_path) << vt::format_config(cfg);
       if (!cfg.trace_file.empty()) std::ofstream(cfg.trace_file, std::ios::trunc);
-      status = run_program(o, config_path);
+      if (!cfg.vcd_file.empty() && !std::ofstream(cfg.vcd_file, std::ios::trunc))
+        status = fail("can't write " + cfg.vcd_file);
+      if (status == 0) status = run_program(o, config_path);
       for (size_t i = 0; i < chips.size(); ++i)
         if (!vt::read_chip_image(images[i], chips[i].st, error)) status = fail(error);
     }

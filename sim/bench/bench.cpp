@@ -2,6 +2,7 @@
 #include "sim/bench/bench.h"
 
 #include <fcntl.h>
+#include <pthread.h>
 #include <sys/file.h>
 #include <unistd.h>
 
@@ -15,6 +16,7 @@
 #include <sstream>
 
 #include "sim/bench/host_clock.h"
+#include "sim/bench/vcd_writer.h"
 #include "sim/chip/avr_chip.h"
 #include "sim/chip/chip_image.h"
 
@@ -75,6 +77,11 @@ struct state {
   adapter_lines lines;
   bool lines_set = false;
   bool finished = false;
+  // The waveforms (--vcd), opened when this process first drives the lines.
+  std::unique_ptr<vcd_writer> vcd;
+  bool vcd_tried = false;
+  bool vcd_recorded = false;
+  uint64_t vcd_last = 0;      // modelled time of the last recording
 };
 
 state* g = nullptr;
@@ -207,6 +214,91 @@ void trace_change(const char* name, bool was, bool now_level, bool first) {
   if (first || was != now_level) trace("%s %s", name, now_level ? "high" : "low");
 }
 
+// The recorded lines, in this order; the first four are the ISP lines.
+enum wire { w_sck, w_mosi, w_miso, w_reset, w_xtal, w_power, w_enable, w_led_ok, w_led_error, w_key, w_count };
+const char* const wire_names[w_count] = {"sck",   "mosi",   "miso",   "reset",     "xtal",
+                                         "power", "enable", "led_ok", "led_error", "key"};
+
+bool key_at(const bench_config& c, uint64_t t) {
+  const double ms = double(t) / 1e6;
+  if (c.key_press_ms < 0 || ms < c.key_press_ms) return false;
+  return c.key_release_ms < 0 || ms < c.key_release_ms;
+}
+
+// Brings the key up to `now`: it is pressed and released at its own times,
+// which may fall between two line changes.
+void record_key(state& s) {
+  const bench_config& c = s.cfg;
+  if (c.vcd_isp_only) return;
+  for (double ms : {c.key_press_ms, c.key_release_ms}) {
+    if (ms < 0) continue;
+    const uint64_t t = uint64_t(ms * 1e6);
+    if (t > s.vcd_last && t <= s.now) s.vcd->change(t, w_key, key_at(c, t) ? '1' : '0');
+  }
+}
+
+// A copy of the process made by fork() leaves the recording to its parent.
+void vcd_forked() {
+  if (g && g->vcd) g->vcd->abandon();
+}
+
+void open_vcd(state& s) {
+  s.vcd_tried = true;
+  const bench_config& c = s.cfg;
+  if (c.vcd_file.empty()) return;
+  const size_t count = c.vcd_isp_only ? 4 : w_count;
+  std::unique_ptr<vcd_writer> w(new vcd_writer(std::vector<std::string>(wire_names, wire_names + count)));
+  w->set_window(uint64_t(c.vcd_from_ms * 1e6), c.vcd_to_ms < 0 ? UINT64_MAX : uint64_t(c.vcd_to_ms * 1e6));
+  const int fd = ::open(c.vcd_file.c_str(), O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC | O_LARGEFILE, 0644);
+  if (fd < 0) {
+    std::fprintf(stderr, "vtarget: can't write %s: %s\n", c.vcd_file.c_str(), std::strerror(errno));
+    return;
+  }
+  // One process records at a time; the lines of one that drives them while
+  // another records are left out (each has its own chip model).
+  if (::flock(fd, LOCK_EX | LOCK_NB) != 0) {
+    std::fprintf(stderr, "vtarget: another process is recording %s; the lines of process %d are not in it\n",
+                 c.vcd_file.c_str(), int(::getpid()));
+    ::close(fd);
+    return;
+  }
+  std::string error;
+  if (!w->open(fd, error)) {
+    std::fprintf(stderr, "vtarget: can't continue %s: %s\n", c.vcd_file.c_str(), error.c_str());
+    return;
+  }
+  static bool fork_handler = false;
+  if (!fork_handler) pthread_atfork(nullptr, nullptr, vcd_forked);
+  fork_handler = true;
+  s.vcd = std::move(w);
+}
+
+// Records the lines as they are now: those behind the adapter's buffer float
+// while it is off; MISO is what the chip drives, or a stuck line.
+void record_lines(state& s) {
+  if (!s.vcd_tried) open_vcd(s);
+  if (!s.vcd || !s.vcd->is_open()) return;
+  const adapter_lines& l = s.lines;
+  auto level = [](bool b) { return b ? '1' : '0'; };
+  auto buffered = [&](bool b) { return l.enable ? level(b) : 'z'; };
+  char miso = 'z';
+  if (const fault_spec* f = fault("miso")) {
+    miso = level(f->number(1) != 0);
+  } else {
+    const int m = s.chip->miso_output();
+    if (m >= 0) miso = level(m != 0);
+  }
+  const char v[w_count] = {buffered(l.sck),   buffered(l.mosi),  miso,
+                           buffered(l.reset), buffered(l.xtal),  level(l.power),
+                           level(l.enable),   level(l.led_ok),   level(l.led_error),
+                           level(key_at(s.cfg, s.now))};
+  if (s.vcd_recorded) record_key(s);
+  s.vcd_recorded = true;
+  const size_t count = s.cfg.vcd_isp_only ? 4 : w_count;
+  for (size_t i = 0; i < count; ++i) s.vcd->change(s.now, i, v[i]);
+  s.vcd_last = s.now;
+}
+
 // The realtime run fell behind noticeably: more than 1 % of its calls, or of its time.
 void report_realtime(const state& s) {
   const realtime_record& r = s.record;
@@ -327,6 +419,7 @@ void set_adapter_lines(const adapter_lines& l) {
   s.lines = l;
   s.lines_set = true;
   drive_chip(s);
+  if (s.chip) record_lines(s);
 }
 
 const adapter_lines& current_lines() { return get().lines; }
@@ -419,6 +512,10 @@ void finish() {
         l.led_error ? "high" : "low");
   if (s.trace_fd >= 0) ::close(s.trace_fd);
   s.trace_fd = -1;
+  if (s.vcd && s.vcd->is_open()) {
+    record_key(s);
+    s.vcd->close(s.now);
+  }
   if (s.cfg.clock == clock_mode::realtime) report_realtime(s);
 }
 

@@ -34,8 +34,9 @@
 //   the adapter (after the wiring's inversions and buffers, i.e. electrical
 //   levels: reset=false means RESET low). The bench applies --power (the chip
 //   only has supply from `power` when --power adapter), the buffer enable and
-//   the faults, forwards the pin levels to the chip, and traces changes of
-//   RESET, power, enable and the LEDs. Calling it with unchanged levels is cheap.
+//   the faults, forwards the pin levels to the chip, traces changes of RESET,
+//   power, enable and the LEDs, and records every line with the chip's MISO
+//   for --vcd (vcd_writer.h). Calling it with unchanged levels is cheap.
 // * Inputs: `miso()` is the MISO level at the adapter at now_ns() (floating
 //   reads high; stuck-at faults applied). `key_pressed()` is the adapter key.
 // * Both emulations may be active in one process; they drive the same chip, and

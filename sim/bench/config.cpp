@@ -123,6 +123,10 @@ std::string format_config(const bench_config& c) {
     o << "fault=" << escape(f.name) << "\t" << (f.has_value ? 1 : 0) << "\t" << escape(f.value) << "\t"
       << escape(f.at) << "\n";
   o << "trace=" << escape(c.trace_file) << "\n";
+  o << "vcd=" << escape(c.vcd_file) << "\n";
+  o << "vcd_isp_only=" << (c.vcd_isp_only ? 1 : 0) << "\n";
+  o << "vcd_from_ms=" << number_text(c.vcd_from_ms) << "\n";
+  o << "vcd_to_ms=" << number_text(c.vcd_to_ms) << "\n";
   o << "key_press_ms=" << number_text(c.key_press_ms) << "\n";
   o << "key_release_ms=" << number_text(c.key_release_ms) << "\n";
   return o.str();
@@ -190,6 +194,10 @@ bool parse_config(const std::string& text, bench_config& c, std::string& error) 
       s.at = f[3];
       c.faults.push_back(s);
     } else if (key == "trace") c.trace_file = val;
+    else if (key == "vcd") c.vcd_file = val;
+    else if (key == "vcd_isp_only") c.vcd_isp_only = flag();
+    else if (key == "vcd_from_ms") c.vcd_from_ms = num();
+    else if (key == "vcd_to_ms") c.vcd_to_ms = num();
     else if (key == "key_press_ms") c.key_press_ms = num();
     else if (key == "key_release_ms") c.key_release_ms = num();
     else {

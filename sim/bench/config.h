@@ -65,6 +65,10 @@ struct bench_config {
   clock_mode clock = clock_mode::host;
   std::vector<fault_spec> faults;
   std::string trace_file;              // empty: no trace
+  std::string vcd_file;                // empty: no waveform recording (--vcd)
+  bool vcd_isp_only = false;           // record only SCK, MOSI, MISO and RESET
+  double vcd_from_ms = 0;              // record from this modelled time on
+  double vcd_to_ms = -1;               // and up to this one; < 0: to the end
   double key_press_ms = -1;            // >= 0: the adapter key is pressed from this modelled time on (ms after the start)
   double key_release_ms = -1;          // >= 0: and released again at this modelled time
 };

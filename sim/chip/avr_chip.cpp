@@ -68,7 +68,11 @@ void avr_chip::drive(uint64_t t_ns, const target_lines& l) {
 
 bool avr_chip::miso(uint64_t t_ns) {
   now_ = t_ns;
-  if (opt_.never_answers || in_reset_ || !active_) return true;
+  return miso_output() != 0;
+}
+
+int avr_chip::miso_output() const {
+  if (opt_.never_answers || in_reset_ || !active_) return -1;
   return (out_byte_ >> (7 - bitpos_ % 8)) & 1;
 }
 

@@ -48,6 +48,8 @@ class avr_chip : public line_target {
 
   void drive(uint64_t t_ns, const target_lines& lines) override;
   bool miso(uint64_t t_ns) override;
+  // What the chip puts on MISO now: 0 or 1, or -1 while it leaves the pin floating.
+  int miso_output() const;
 
   // The contents, with every write that has been started completed.
   const chip_state& state();

@@ -25,6 +25,9 @@ TEST(BenchConfig, RoundTrip) {
   c.positions.push_back({"ftdi:1:B", "mega328p", "/tmp/b.image"});
   c.trace_file = "t\\x";
   c.key_press_ms = 10;
+  c.vcd_file = "w.vcd";
+  c.vcd_isp_only = true;
+  c.vcd_from_ms = 1.5;
   vt::bench_config r;
   std::string error;
   ASSERT_TRUE(vt::parse_config(vt::format_config(c), r, error)) << error;
@@ -50,6 +53,10 @@ TEST(BenchConfig, RoundTrip) {
   EXPECT_EQ(r.positions[0].image, "/tmp/b.image");
   EXPECT_EQ(r.trace_file, "t\\x");
   EXPECT_EQ(r.key_press_ms, 10);
+  EXPECT_EQ(r.vcd_file, "w.vcd");
+  EXPECT_TRUE(r.vcd_isp_only);
+  EXPECT_EQ(r.vcd_from_ms, 1.5);
+  EXPECT_LT(r.vcd_to_ms, 0);
   EXPECT_FALSE(vt::parse_config("bogus=1\n", r, error));
   EXPECT_FALSE(vt::parse_config("clock=fast\n", r, error));
 }

@@ -10,5 +10,5 @@ else()
   target_sources(test_${area} PRIVATE ${vt_test_chip_srcs} ${CMAKE_SOURCE_DIR}/sim/bench/config.cpp
                  ${CMAKE_SOURCE_DIR}/sim/bench/faults.cpp)
 endif()
-target_sources(test_${area} PRIVATE ${CMAKE_SOURCE_DIR}/sim/lpt/wiring.cpp)
+target_sources(test_${area} PRIVATE ${CMAKE_SOURCE_DIR}/sim/lpt/wiring.cpp ${CMAKE_SOURCE_DIR}/sim/bench/vcd_writer.cpp)
 target_include_directories(test_${area} PRIVATE ${CMAKE_SOURCE_DIR})

@@ -138,7 +138,8 @@ TEST(Vtarget, UsageErrors) {
                            "--ftdi ft4232h --chip-at ft4232h:C=mega8", "--ftdi ft2232c --chip-at ft2232c:B=mega8",
                            "--chip-at parport0=mega8 --chip-at parport0=mega8", "--chip-at parport0=mega9",
                            "--chip-at parport0=mega8,fault=bogus", "--chip-at parport0=mega8,speed=1",
-                           "--chip mega8 --chip-at parport0=mega8", "--no-parport --chip-at parport1=mega8"}) {
+                           "--chip mega8 --chip-at parport0=mega8", "--no-parport --chip-at parport1=mega8", "--vcd-lines some", "--vcd-window 5,2", "--vcd-window x",
+                           "--vcd"}) {
     EXPECT_EQ(vt_test::run_command(bin + "/vtarget " + args).status, 2) << args;
   }
 }
