@@ -282,7 +282,7 @@ void record_lines(state& s) {
   auto level = [](bool b) { return b ? '1' : '0'; };
   auto buffered = [&](bool b) { return l.enable ? level(b) : 'z'; };
   char miso = 'z';
-  if (const fault_spec* f = fault("miso")) {
+  if (const fault_spec* f = fault(fault_id::miso)) {
     miso = level(f->number(1) != 0);
   } else {
     const int m = s.chip->miso_output();
