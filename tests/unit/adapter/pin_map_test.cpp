@@ -13,7 +13,7 @@
 
 #include "lpt/builtin_pin_maps.h"
 #include "lpt/lpt_pin_table.h"
-#include "tests/unit/adapter/report_capture.h"
+#include "tests/support/message_capture.h"
 
 namespace {
 
@@ -32,7 +32,7 @@ struct entry_case {
 
 // Loads text into a fresh map; returns the message, empty when it succeeded.
 std::string load(const char* text, pin_map& map) {
-  report_capture capture;
+  message_capture capture;
   try {
     load_pin_map(map, text, lpt_pin_table);
   } catch (const app_error& e) {
@@ -143,7 +143,7 @@ TEST(PinMapParser, ConfigurationFileWithComments) {
          "reset=~D4\n";
   }
   pin_map map;
-  report_capture capture(3);
+  message_capture capture(3);
   load_pin_map(map, ("m=" + path).c_str(), lpt_pin_table);
   EXPECT_STREQ(map.name, "Home made");
   expect_words(map, {{signal_mosi, 0x20, 0}, {signal_miso, 0x4000, 0}, {signal_sck, 0x40, 0}, {signal_reset, 0, 0x10}},
@@ -169,7 +169,7 @@ TEST(PinMapChecks, MessagesNameTheFirstFailingSignal) {
       {[&] { require_within(map, {signal_sck, signal_mosi}, 0xFF, "D0..D7 lines"); }, ""},
   };
   for (const check_case& c : cases) {
-    report_capture capture;
+    message_capture capture;
     try {
       c.check();
     } catch (const app_error& e) {

@@ -8,7 +8,7 @@
 #include <cerrno>
 #include <string>
 
-#include "tests/unit/adapter/report_capture.h"
+#include "tests/support/message_capture.h"
 
 namespace {
 
@@ -145,7 +145,7 @@ TEST(Privileges, FailedSwitchStopsTheRun) {
     kernel.fail_call = row.fail_call;
     kernel.anything_goes = row.anything_goes;
     privileges p(kernel);
-    report_capture capture;
+    message_capture capture;
     int step = 0, code = 0;
     try {
       p.start_as_real_user();

@@ -10,22 +10,12 @@
 
 #include "driver/messages.h"
 #include "ftdi/ftdi_device.h"
-#include "tests/unit/adapter/report_capture.h"
-#include "tests/unit/driver/fake_clock.h"
+#include "tests/support/message_capture.h"
+#include "tests/support/status_of.h"
+#include "tests/support/fake_clock.h"
 
 // report() into a string while alive.
-typedef report_capture captured_output;
-
-// The exit status a call ends with: the app_error code, or -1 when it returns.
-template <typename F>
-int status_of(F&& call) {
-  try {
-    call();
-  } catch (const app_error& e) {
-    return e.code;
-  }
-  return -1;
-}
+typedef message_capture captured_output;
 
 typedef std::vector<uint8_t> bytes;
 

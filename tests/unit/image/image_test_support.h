@@ -16,11 +16,11 @@
 
 #include "driver/messages.h"
 #include "image/mem_image.h"
-#include "tests/unit/adapter/report_capture.h"
+#include "tests/support/message_capture.h"
 
 namespace image_test {
 
-typedef report_capture captured_messages;
+typedef message_capture captured_messages;
 
 // A file in a private scratch directory, removed with the directory.
 class scratch_dir {

@@ -7,8 +7,8 @@
 #include "isp/identify.h"
 #include "isp/isp_chip.h"
 #include "isp/power.h"
-#include "tests/unit/isp/bench_run.h"
-#include "tests/unit/isp/chip_bench.h"
+#include "tests/support/status_of.h"
+#include "tests/support/chip_bench.h"
 
 namespace {
 
@@ -21,7 +21,7 @@ int count_of(const std::string& text, const std::string& what) {
   return n;
 }
 
-int run_identify(chip_bench&) { return isp_test::status_of(synchronise_and_identify); }
+int run_identify(chip_bench&) { return status_of(synchronise_and_identify); }
 
 TEST(Identify, EveryChipOfTheModelIsFoundByItsSignatureInBothAdapterModes) {
   const char* names[] = {"mega8", "90S2313", "tiny13", "mega2560", "tiny2313", "90S4433", "tiny12", "mega328P"};
@@ -30,7 +30,7 @@ TEST(Identify, EveryChipOfTheModelIsFoundByItsSignatureInBothAdapterModes) {
       adapter_options ao;
       ao.block = block;
       chip_bench b(name, name, ao);
-      ASSERT_EQ(run_identify(b), 0) << name;
+      ASSERT_EQ(run_identify(b), -1) << name;
       ASSERT_GE(isp_chip.chip_index, 0) << name;
       EXPECT_TRUE(chip_name_matches(name, chip_table[isp_chip.chip_index].name)) << name;
       const std::string out = b.output();
@@ -71,11 +71,11 @@ struct resync_case {
 
 TEST(Identify, ResynchronisationByChipFlags) {
   const resync_case cases[] = {
-      {"mega8", 1, 0, 1, "reset_pulse", 2},          // reset pulse method
-      {"mega8", 4, 0, 4, "reset_pulse", 5},
+      {"mega8", 1, -1, 1, "reset_pulse", 2},          // reset pulse method
+      {"mega8", 4, -1, 4, "reset_pulse", 5},
       {"mega8", 9, status_sync_lost, 4, "reset_pulse", 5},
-      {"90S2313", 3, 0, 3, "sck_pulse", 4},          // SCK pulse method, answers after the third pulse
-      {"90S2313", 31, 0, 31, "sck_pulse", 32},
+      {"90S2313", 3, -1, 3, "sck_pulse", 4},          // SCK pulse method, answers after the third pulse
+      {"90S2313", 31, -1, 31, "sck_pulse", 32},
   };
   for (const auto& c : cases) {
     vt::chip_options co;
@@ -93,7 +93,7 @@ TEST(Identify, ResynchronisationByChipFlags) {
                 std::string::npos)
           << out;
     }
-    if (c.status == 0) {
+    if (c.status == -1) {
       EXPECT_NE(out.find("\t% Synchronised after " + std::to_string(c.enables) + " try\n"), std::string::npos) << out;
     } else {
       EXPECT_NE(out.find("Can't resync\n"), std::string::npos) << out;
@@ -114,7 +114,7 @@ TEST(Identify, SckResyncGivesUpAfter32Pulses) {
 TEST(Identify, NoSynchronisationLoopOn90S1200) {
   // The 90S1200 gives no echo to Programming Enable; its signature is read anyway.
   chip_bench b("90S1200", "90S1200");
-  EXPECT_EQ(run_identify(b), 0);
+  EXPECT_EQ(run_identify(b), -1);
   EXPECT_EQ(b.framed(0xAC).size(), 1u);
   EXPECT_EQ(b.adapter->count("sck_pulse"), 0);
   EXPECT_EQ(b.adapter->count("reset_pulse"), 1);
@@ -131,7 +131,7 @@ TEST(Identify, SharedSignatureChoosesByRequestedName) {
   } cases[] = {{"tiny22L", "tiny22L"}, {"tiny22", "tiny22"}, {"mega8", "tiny22"}, {"TINY22l", "tiny22L"}};
   for (const auto& c : cases) {
     chip_bench b("tiny22", c.requested);
-    ASSERT_EQ(run_identify(b), 0);
+    ASSERT_EQ(run_identify(b), -1);
     ASSERT_GE(isp_chip.chip_index, 0);
     EXPECT_STREQ(chip_table[isp_chip.chip_index].name, c.detected) << c.requested;
   }
@@ -148,7 +148,7 @@ TEST(Identify, UnknownSignatures) {
     co.override_signature = true;
     co.signature = c.signature;
     chip_bench b("mega8", "mega8", {}, co);
-    EXPECT_EQ(run_identify(b), 0);
+    EXPECT_EQ(run_identify(b), -1);
     EXPECT_EQ(isp_chip.chip_index, -1);
     EXPECT_NE(b.output().find(c.message), std::string::npos) << b.output();
   }
@@ -177,7 +177,7 @@ TEST(Power, UpAndDownWithMessagesOnce) {
   EXPECT_TRUE(isp_chip.powered);
   EXPECT_TRUE(b.adapter->lines.powered);
   EXPECT_TRUE(b.adapter->lines.driven);
-  ASSERT_EQ(run_identify(b), 0);
+  ASSERT_EQ(run_identify(b), -1);
   b.adapter->events.clear();
   power_down();
   power_down();

@@ -8,8 +8,8 @@
 #include "lpt/create_adapter.h"
 #include "lpt/lpt_adapter.h"
 #include "lpt/lpt_port_option.h"
-#include "tests/unit/adapter/report_capture.h"
-#include "tests/unit/lpt/fake_lpt_port.h"
+#include "tests/support/message_capture.h"
+#include "tests/support/fake_lpt_port.h"
 
 namespace {
 
@@ -44,7 +44,7 @@ struct run_options {
 
 factory_run run(const char* adapter_text, const run_options& o = {}, const char* port_text = nullptr) {
   factory_run r;
-  report_capture capture(3);
+  message_capture capture(3);
   settings.requested_chip = "mega8";
   settings.force = o.force;
   settings.clock_frequency = o.clock;
@@ -258,7 +258,7 @@ TEST(LptPortOption, ValuesOfTheSwitch) {
       {"", nullptr, 0, "Invalid value for switch -p\n"},
   };
   for (const option_case& c : cases) {
-    report_capture capture(3);
+    message_capture capture(3);
     lpt_port_choice choice;
     int code = -1;
     try {

@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "lpt/lpt_pin_table.h"
-#include "tests/unit/adapter/report_capture.h"
-#include "tests/unit/lpt/fake_lpt_port.h"
+#include "tests/support/message_capture.h"
+#include "tests/support/fake_lpt_port.h"
 
 namespace {
 
@@ -175,7 +175,7 @@ TEST(LptClock, XtalFoldedIntoOddPositions) {
   for (const char* xtal : {"D3", "~D3"}) {
     const std::string entries = std::string("m:mosi=D5:miso=ACK:sck=D6:reset=D4:xtal=") + xtal;
     auto port = std::make_unique<fake_lpt_port>(1.0f, 0x00);
-    report_capture capture(3);
+    message_capture capture(3);
     lpt_adapter a(std::move(port), map_of(entries.c_str()), 1, 1);
     EXPECT_EQ(capture.text(), "\t% 0.50MHz XTAL will be generated\n");
     EXPECT_TRUE(a.xtal_enabled);
@@ -209,7 +209,7 @@ TEST(LptClock, DelayKeepsClocking) {
 TEST(LptPort, FastPortIsLimitedWithBothWarnings) {
   fake_lpt_port port(0.0f, 0x5A, 0x1F);
   port.fixed_burst_us = 300;
-  report_capture capture(1);
+  message_capture capture(1);
   port.direction_control = true;
   port.measure_cycle_time();
   EXPECT_EQ(port.cycle_time, 0.2f);

@@ -15,13 +15,12 @@
 #include "driver/settings.h"
 #include "image/memory_images.h"
 #include "isp/isp_chip.h"
-#include "tests/unit/isp/bench_run.h"
-#include "tests/unit/isp/chip_bench.h"
+#include "tests/support/status_of.h"
+#include "tests/support/chip_bench.h"
 
 namespace {
 
 using isp_test::chip_bench;
-using isp_test::status_of;
 
 // mega8 (8 KB FLASH, 512 B EEPROM) named with +mega8; messages captured.
 class DataCells : public ::testing::Test {
@@ -76,10 +75,10 @@ TEST_F(DataCells, RefusalsNameTheCellAndStopWithTheirStatus) {
   } cases[] = {
       {[&] { insert_cells("BYTES", cell_code, 0x102, &byte, 1); }, 50, "HEX record for BYTES not found\n"},
       {[&] { insert_cells("SERNO", cell_data, 0x10, &byte, 1); }, 70, "No hex records for EEPROM, can't insert SERNO\n"},
-      {[] { check_destination("OSCCAL", cell_code, 0x1FFF, 1); }, 0, ""},
+      {[] { check_destination("OSCCAL", cell_code, 0x1FFF, 1); }, -1, ""},
       {[] { check_destination("OSCCAL", cell_code, 0x2000, 1); }, 70, "OSCCAL destination address too large\n"},
       {[] { check_destination("SERNO", cell_code_ldi, 0x1FF9, 4); }, 70, "SERNO destination address too large\n"},
-      {[] { check_destination("SERNO", cell_data, 0x1FC, 4); }, 0, ""},
+      {[] { check_destination("SERNO", cell_data, 0x1FC, 4); }, -1, ""},
       {[] { check_destination("SERNO", cell_data, 0x1FD, 4); }, 70, "SERNO destination address too large\n"},
       {[] { settings.use_erase_counter = true; check_destination("OSCCAL", cell_code, 0x1FFE, 1); }, 70,
        "OSCCAL destination address too large\n"},

@@ -13,7 +13,7 @@
 #include "driver/settings.h"
 #include "image/mem_image.h"
 #include "isp/isp_chip.h"
-#include "tests/unit/isp/chip_bench.h"
+#include "tests/support/chip_bench.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <memory>
 
 #include "sim/chip/avr_chip.h"
-#include "tests/unit/sim/isp_master.h"
+#include "tests/support/isp_master.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <sstream>
 #include <string>
 
-#include "tests/unit/sim/vt_run.h"
+#include "tests/support/vt_run.h"
 
 #ifdef VT_BIN_DIR
 namespace {

@@ -17,7 +17,7 @@
 #include "sim/bench/bench.h"
 #include "sim/bench/config.h"
 #include "sim/ftdi/d2xx_api.h"
-#include "tests/unit/sim/vt_run.h"
+#include "tests/support/vt_run.h"
 
 #ifdef VT_FTDI_DIR
 namespace {

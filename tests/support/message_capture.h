@@ -9,14 +9,14 @@
 #include "driver/messages.h"
 #include "driver/settings.h"
 
-class report_capture {
+class message_capture {
  public:
-  explicit report_capture(uint8_t threshold = 2)
+  explicit message_capture(uint8_t threshold = 2)
       : saved_stream(msg_stream.stream), saved_threshold(msg_stream.threshold), saved_settings(settings) {
     msg_stream.stream = open_memstream(&buffer, &size);
     msg_stream.threshold = threshold;
   }
-  ~report_capture() {
+  ~message_capture() {
     restore();
     free(buffer);
     settings = saved_settings;

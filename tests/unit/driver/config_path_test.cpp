@@ -8,7 +8,7 @@
 #include <fstream>
 #include <string>
 
-#include "tests/unit/adapter/report_capture.h"
+#include "tests/support/message_capture.h"
 
 namespace {
 
@@ -100,7 +100,7 @@ TEST_F(ConfigPath, DebugLineSaysWhetherTheVariableIsDefined) {
       unsetenv("ZINDLE_CONFIG_PATH");
     else
       setenv("ZINDLE_CONFIG_PATH", value, 1);
-    report_capture capture(3);
+    message_capture capture(3);
     find_config_file(out, sizeof out, "no_such.cfg");
     const std::string expected = std::string("\t% config path ") + (value && *value ? value : "not defined") + "\n";
     EXPECT_EQ(capture.text().compare(0, expected.size(), expected), 0) << capture.text();

@@ -1,4 +1,4 @@
-#include "tests/unit/isp/line_adapter.h"
+#include "tests/support/line_adapter.h"
 
 #include <cstdio>
 

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "lpt/lpt_port.h"
-#include "tests/unit/driver/fake_clock.h"
+#include "tests/support/fake_clock.h"
 
 struct port_event {
   uint8_t reg;

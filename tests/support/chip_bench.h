@@ -13,8 +13,8 @@
 #include <vector>
 
 #include "sim/chip/avr_chip.h"
-#include "tests/unit/driver/fake_clock.h"
-#include "tests/unit/isp/line_adapter.h"
+#include "tests/support/fake_clock.h"
+#include "tests/support/line_adapter.h"
 
 namespace isp_test {
 

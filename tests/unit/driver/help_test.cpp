@@ -13,12 +13,12 @@
 #include "devices/chip_desc.h"
 #include "driver/help.h"
 #include "driver/messages.h"
-#include "tests/unit/adapter/report_capture.h"
+#include "tests/support/message_capture.h"
 
 namespace {
 
 std::string capture(const std::function<void()>& listing) {
-  report_capture out;
+  message_capture out;
   listing();
   return out.text();
 }

@@ -1,4 +1,4 @@
-#include "tests/unit/isp/chip_bench.h"
+#include "tests/support/chip_bench.h"
 
 #include <gtest/gtest.h>
 

@@ -6,7 +6,7 @@
 
 #include <string>
 
-#include "tests/unit/sim/vt_run.h"
+#include "tests/support/vt_run.h"
 
 #if defined(VT_FTDI_DIR) && defined(VT_BIN_DIR)
 namespace {

@@ -12,14 +12,13 @@
 #include "isp/memory_write.h"
 #include "isp/power.h"
 #include "isp/write_wait.h"
-#include "tests/unit/isp/bench_run.h"
-#include "tests/unit/isp/chip_bench.h"
+#include "tests/support/status_of.h"
+#include "tests/support/chip_bench.h"
 
 namespace {
 
 using isp_test::adapter_options;
 using isp_test::chip_bench;
-using isp_test::status_of;
 
 TEST(Signals, SigintDuringByteModeReadStopsAtTheNextInstruction) {
   adapter_options ao;
@@ -35,7 +34,7 @@ TEST(Signals, SigintDuringByteModeReadStopsAtTheNextInstruction) {
   EXPECT_EQ(status_of([&] { read_flash(buf.data(), 0, 4096); }), 80);
   EXPECT_EQ(b.output(), "\nTerminated by user (SIGINT)\n\n");
   EXPECT_EQ(b.framed().size(), 101u) << "the read under way is completed, no further one starts";
-  EXPECT_EQ(status_of(check_terminated), 0) << "the signal is handled once";
+  EXPECT_EQ(status_of(check_terminated), -1) << "the signal is handled once";
   // The program entry then powers the adapter down.
   b.adapter->events.clear();
   power_down();
@@ -109,7 +108,7 @@ TEST(AdapterKey, HeldKeyMustBeReleasedAndPressedAgain) {
   ao.key = true;
   chip_bench b("mega8", "mega8", ao);
   b.adapter->key_samples = {true, true, true, false, false, false, true, true, true};
-  EXPECT_EQ(status_of(wait_adapter_key), 0);
+  EXPECT_EQ(status_of(wait_adapter_key), -1);
   EXPECT_EQ(b.adapter->key_samples.size(), 1u) << "every sample was needed";
   EXPECT_EQ(b.output(), "Press ADAPTER KEY for continue.\nStart programming...\n");
 }
