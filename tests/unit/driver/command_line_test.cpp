@@ -1,123 +1,76 @@
-// The command-line parser and the combination checks, driven with argument
-// lists: the settings they leave, or the exact message and status they stop with.
+// The command line: the settings each argument list leaves, or the message and status it stops with.
 #include "driver/command_line.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <deque>
 #include <functional>
 #include <string>
+#include <tuple>
 #include <vector>
 
-#include "driver/messages.h"
 #include "driver/process_state.h"
-#include "driver/settings.h"
 #include "isp/isp_chip.h"
 #include "programming/cell_commands.h"
+#include "tests/support/message_capture.h"
+#include "tests/support/status_of.h"
 
 namespace {
 
 const std::string hint = "For short help type\n\tzindle -h";
+std::string bad(const std::string& value, char letter) {
+  return "Invalid value '" + value + "' for switch " + letter + "\n\n" + hint + "\n";
+}
+std::string extension(const std::string& t) { return "Invalid HEX file switch extension '-" + t + "'\n"; }
 
 struct outcome {
-  bool stopped = false;  // an app_error ended the parse
-  int status = 0;
+  int status;  // -1: no error
   std::string output;
+  run_settings after;
+  int threshold;
 };
 
-class CommandLine : public ::testing::Test {
- protected:
-  void SetUp() override { reset_process_state(); }
-  void TearDown() override { reset_process_state(); }
-
-  // Runs the parser (and optionally the combination check) on the arguments,
-  // capturing everything reported.
-  outcome run(const std::vector<std::string>& args, bool check = false) {
-    reset_process_state();
-    std::vector<char*> argv;
-    argv.push_back(keep("zindle"));
-    for (const auto& a : args) argv.push_back(keep(a));
-    argv.push_back(nullptr);
-
-    char* buffer = nullptr;
-    size_t size = 0;
-    FILE* capture = open_memstream(&buffer, &size);
-    FILE* saved = msg_stream.stream;
-    msg_stream.stream = capture;
-    outcome result;
-    try {
-      parse_command_line(static_cast<int>(args.size() + 1), argv.data());
-      if (check) check_combination();
-    } catch (const app_error& e) {
-      result.stopped = true;
-      result.status = e.code;
-    }
-    msg_stream.stream = saved;
-    fclose(capture);
-    result.output.assign(buffer, size);
-    free(buffer);
-    return result;
-  }
-
-  // Settings point into the arguments, so these live as long as the test.
-  char* keep(const std::string& s) {
-    storage.push_back(s);
-    return &storage.back()[0];
-  }
-  std::deque<std::string> storage;
-};
-
-std::string text(const char* s) { return s != nullptr ? s : "(none)"; }
-
-// Every field of the run settings, so that a switch that also changes
-// something it should not is caught.
-void expect_same(const run_settings& want, const run_settings& got, const std::string& where) {
-  EXPECT_EQ(text(want.requested_chip), text(got.requested_chip)) << where;
-  EXPECT_EQ(text(want.code_file), text(got.code_file)) << where;
-  EXPECT_EQ(text(want.data_file), text(got.data_file)) << where;
-  EXPECT_EQ(want.split_code_file, got.split_code_file) << where;
-  EXPECT_EQ(text(want.fuse_list_text), text(got.fuse_list_text)) << where;
-  EXPECT_EQ(text(want.adapter_text), text(got.adapter_text)) << where;
-  EXPECT_EQ(text(want.port_text), text(got.port_text)) << where;
-  EXPECT_EQ(want.erase, got.erase) << where;
-  EXPECT_EQ(want.eeprom_keep, got.eeprom_keep) << where;
-  EXPECT_EQ(want.blank_mask, got.blank_mask) << where;
-  EXPECT_EQ(want.read, got.read) << where;
-  EXPECT_EQ(want.write_flags, got.write_flags) << where;
-  EXPECT_EQ(want.verify, got.verify) << where;
-  EXPECT_EQ(want.verify_all, got.verify_all) << where;
-  EXPECT_EQ(want.lock_level, got.lock_level) << where;
-  EXPECT_EQ(want.lock_first, got.lock_first) << where;
-  EXPECT_EQ(want.use_erase_counter, got.use_erase_counter) << where;
-  EXPECT_EQ(want.erase_counter_value, got.erase_counter_value) << where;
-  EXPECT_EQ(want.force, got.force) << where;
-  EXPECT_EQ(want.wait_key, got.wait_key) << where;
-  EXPECT_EQ(want.wait_key_early, got.wait_key_early) << where;
-  EXPECT_EQ(want.outputs_off_after, got.outputs_off_after) << where;
-  EXPECT_EQ(want.power_from_data, got.power_from_data) << where;
-  EXPECT_EQ(want.delay_multiplier, got.delay_multiplier) << where;
-  EXPECT_EQ(want.clock_frequency, got.clock_frequency) << where;
-  EXPECT_EQ(want.clock_is_sck, got.clock_is_sck) << where;
-  EXPECT_EQ(want.xtal_divider, got.xtal_divider) << where;
+// Parses the arguments from the start-up state, with `check` also checking their combination.
+outcome run(const std::vector<std::string>& args, bool check = false) {
+  static std::deque<std::string> storage;  // the settings point into the arguments
+  reset_process_state();
+  std::vector<char*> argv{&storage.emplace_back("zindle")[0]};
+  for (const auto& a : args) argv.push_back(&storage.emplace_back(a)[0]);
+  argv.push_back(nullptr);
+  message_capture capture;
+  const int status = status_of([&] {
+    parse_command_line(int(args.size() + 1), argv.data());
+    if (check) check_combination();
+  });
+  return {status, capture.text(), settings, msg_stream.threshold};
 }
 
 std::string joined(const std::vector<std::string>& args) {
   std::string s;
-  for (const auto& a : args) s += (s.empty() ? "" : " ") + a;
+  for (const auto& a : args) s += a + " ";
   return s;
 }
+std::string text(const char* s) { return s != nullptr ? s : "(none)"; }
 
-struct accepted_case {
-  std::vector<std::string> args;
-  std::function<void(run_settings&)> expect;  // applied to the defaults
-};
+// Every field, so that a switch that also changes something it should not is caught.
+void expect_same(const run_settings& want, const run_settings& got, const std::string& where) {
+#define SAME(f) EXPECT_EQ(want.f, got.f) << where << #f;
+#define SAME_TEXT(f) EXPECT_EQ(text(want.f), text(got.f)) << where << #f;
+  SAME_TEXT(requested_chip) SAME_TEXT(code_file) SAME_TEXT(data_file) SAME_TEXT(fuse_list_text)
+  SAME_TEXT(adapter_text) SAME_TEXT(port_text) SAME(split_code_file) SAME(erase) SAME(eeprom_keep)
+  SAME(blank_mask) SAME(read) SAME(write_flags) SAME(verify) SAME(verify_all) SAME(lock_level) SAME(lock_first)
+  SAME(use_erase_counter) SAME(erase_counter_value) SAME(force) SAME(wait_key) SAME(wait_key_early)
+  SAME(outputs_off_after) SAME(power_from_data) SAME(delay_multiplier) SAME(clock_frequency) SAME(clock_is_sck)
+  SAME(xtal_divider)
+#undef SAME
+#undef SAME_TEXT
+}
 
-TEST_F(CommandLine, SwitchesSetExactlyTheirSettings) {
-  const accepted_case cases[] = {
-      {{"+tiny13"}, [](run_settings& s) { s.requested_chip = "tiny13"; }},
+TEST(CommandLine, SwitchesSetExactlyTheirSettings) {
+  const struct {
+    std::vector<std::string> args;
+    std::function<void(run_settings&)> expect;  // applied to the defaults
+  } cases[] = {
       {{"+ATtiny13"}, [](run_settings& s) { s.requested_chip = "tiny13"; }},
       {{"+attiny13a"}, [](run_settings& s) { s.requested_chip = "tiny13a"; }},
       {{"-ew"}, [](run_settings& s) { s.erase = true; s.write_flags = 1; }},
@@ -140,7 +93,6 @@ TEST_F(CommandLine, SwitchesSetExactlyTheirSettings) {
       {{"-1"}, [](run_settings& s) { s.delay_multiplier = 1.5f; }},
       {{"-52"}, [](run_settings& s) { s.delay_multiplier = 2; }},
       {{"-34"}, [](run_settings& s) { s.delay_multiplier = 4; }},
-      {{"-!"}, [](run_settings& s) { s.force = true; }},
       {{"-", "-!"}, [](run_settings& s) { s.force = true; }},
       {{"-n"}, [](run_settings& s) { s.use_erase_counter = true; }},
       {{"-n65534"}, [](run_settings& s) { s.use_erase_counter = true; s.erase_counter_value = 65534; }},
@@ -153,7 +105,7 @@ TEST_F(CommandLine, SwitchesSetExactlyTheirSettings) {
       {{"-o1000hz"}, [](run_settings& s) { s.clock_frequency = 1000; }},
       {{"-os2MHz"}, [](run_settings& s) { s.clock_frequency = 2000000; s.clock_is_sck = true; }},
       {{"-o0,4"}, [](run_settings& s) { s.clock_frequency = 0; s.xtal_divider = 4; }},
-      {{"-o0"}, [](run_settings& s) { s.clock_frequency = 0; }},
+      {{"-o0,32"}, [](run_settings& s) { s.clock_frequency = 0; s.xtal_divider = 32; }},
       {{"-aBB"}, [](run_settings& s) { s.adapter_text = "BB"; }},
       {{"-am:SCK=~2"}, [](run_settings& s) { s.adapter_text = "m:SCK=~2"; }},
       {{"-az"}, [](run_settings& s) { s.outputs_off_after = true; }},
@@ -164,216 +116,90 @@ TEST_F(CommandLine, SwitchesSetExactlyTheirSettings) {
       {{"a.hex"}, [](run_settings& s) { s.code_file = "a.hex"; }},
       {{"a.hex", "b.hex"}, [](run_settings& s) { s.code_file = "a.hex"; s.data_file = "b.hex"; s.split_code_file = false; }},
       {{"-ca.hex"}, [](run_settings& s) { s.code_file = "a.hex"; s.split_code_file = false; }},
-      {{"-c", "a.hex", "b.hex"},
-       [](run_settings& s) { s.code_file = "a.hex"; s.data_file = "b.hex"; s.split_code_file = false; }},
-      {{"-d", "-x.hex", "c.hex"},
-       [](run_settings& s) { s.data_file = "-x.hex"; s.code_file = "c.hex"; s.split_code_file = false; }},
+      {{"-c", "a.hex", "b.hex"}, [](run_settings& s) { s.code_file = "a.hex"; s.data_file = "b.hex"; s.split_code_file = false; }},
+      {{"-d", "-x.hex", "c.hex"}, [](run_settings& s) { s.data_file = "-x.hex"; s.code_file = "c.hex"; s.split_code_file = false; }},
       {{"-D", "+e.hex"}, [](run_settings& s) { s.data_file = "+e.hex"; s.split_code_file = false; }},
   };
   for (const auto& c : cases) {
-    outcome got = run(c.args);
-    ASSERT_FALSE(got.stopped) << joined(c.args) << ": " << got.output;
+    const outcome got = run(c.args);
+    EXPECT_EQ(got.status, -1) << joined(c.args) << got.output;
     EXPECT_EQ(got.output, "") << joined(c.args);
+    EXPECT_EQ(got.threshold, 2) << joined(c.args);
     run_settings want;
     c.expect(want);
-    expect_same(want, settings, joined(c.args));
+    expect_same(want, got.after, joined(c.args));
   }
+  const outcome debug = run({"-%%"});
+  EXPECT_EQ(debug.threshold, 4);
+  expect_same(run_settings{}, debug.after, "-%");
 }
 
-TEST_F(CommandLine, DebugSwitchRaisesTheThresholdOnly) {
-  EXPECT_FALSE(run({"-%"}).stopped);
-  EXPECT_EQ(msg_stream.threshold, 4);
-  expect_same(run_settings{}, settings, "-%");
-  EXPECT_FALSE(run({"-%%"}).stopped);
-  EXPECT_EQ(msg_stream.threshold, 4);
-  reset_process_state();
-  EXPECT_EQ(msg_stream.threshold, 2);
-}
-
-TEST_F(CommandLine, InactiveResetTimeTakesOnlyValuesInRange) {
+TEST(CommandLine, InactiveResetTimeTakesOnlyValuesInRange) {
   const struct {
     const char* arg;
     float expected;
-  } cases[] = {{"-ai5", 5}, {"-ai1", 1}, {"-ai10000", 10000}, {"-ai0", 2}, {"-ai20000", 2}, {"-AI7", 7}};
+  } cases[] = {{"-ai1", 1}, {"-ai10000", 10000}, {"-ai0", 2}, {"-ai10001", 2}, {"-AI7", 7}};
   for (const auto& c : cases) {
-    outcome got = run({c.arg});
-    EXPECT_FALSE(got.stopped) << c.arg;
+    const outcome got = run({c.arg});
+    EXPECT_EQ(got.status, -1) << c.arg;
     EXPECT_EQ(got.output, "") << c.arg;
     EXPECT_EQ(isp_chip.reset_inactive_time, c.expected) << c.arg;
-    EXPECT_EQ(settings.adapter_text, nullptr) << c.arg;
+    EXPECT_EQ(got.after.adapter_text, nullptr) << c.arg;
   }
 }
 
-struct refused_case {
-  std::vector<std::string> args;
-  std::string message;
-};
-
-TEST_F(CommandLine, RefusalsPrintTheirMessageAndStopWithStatus70) {
+// The parse, then the combination check in its order: the first failure's message, status 70.
+TEST(CommandLine, RefusalsPrintTheirMessageAndStopWithStatus70) {
   const std::string two_code_files = "\tCan't use two files for CODE memory\na.hex\nb.hex\n";
-  const refused_case cases[] = {
+  const std::string twice = "Can't handle two specail code/data commands of one type\n";
+  const std::string nothing_with_fuses = "Nothing to do with fuses, -w or -v must be specified\n";
+  const struct {
+    std::vector<std::string> args;
+    std::string message;
+  } cases[] = {
       {{"+"}, "Chip name required for '+'\n"},
-      {{"+tiny99"}, "Unsupported device tiny99\n"},
       {{"+ATmega9999"}, "Unsupported device mega9999\n"},
-      {{"-we"}, "Invalid value 'e' for switch w\n\n" + hint + "\n"},
-      {{"-W+x"}, "Invalid value 'x' for switch W\n\n" + hint + "\n"},
-      {{"-ew-p1"}, "Invalid value '-p1' for switch w\n\n" + hint + "\n"},
-      {{"-bx"}, "Invalid value 'x' for switch b\n\n" + hint + "\n"},
-      {{"-bcx"}, "Invalid value 'x' for switch b\n\n" + hint + "\n"},
-      {{"-l"}, "Invalid value '' for switch l\n\n" + hint + "\n"},
-      {{"-l3"}, "Invalid value '3' for switch l\n\n" + hint + "\n"},
-      {{"-L+"}, "Invalid value '' for switch L\n\n" + hint + "\n"},
-      {{"-l+x"}, "Invalid value 'x' for switch l\n\n" + hint + "\n"},
-      {{"-o"}, "Invalid value '' for switch o\n\n" + hint + "\n"},
-      {{"-oMHz"}, "Invalid value 'MHz' for switch o\n\n" + hint + "\n"},
-      {{"-o4GHz"}, "Invalid value '4GHz' for switch o\n\n" + hint + "\n"},
-      {{"-O0,33"}, "Invalid value '0,33' for switch O\n\n" + hint + "\n"},
-      {{"-o0,0"}, "Invalid value '0,0' for switch o\n\n" + hint + "\n"},
-      {{"-os0,x"}, "Invalid value 's0,x' for switch o\n\n" + hint + "\n"},
+      {{"-we"}, bad("e", 'w')},
+      {{"-W+x"}, bad("x", 'W')},
+      {{"-ew-p1"}, bad("-p1", 'w')},
+      {{"-bx"}, bad("x", 'b')},
+      {{"-bcx"}, bad("x", 'b')},
+      {{"-l"}, bad("", 'l')},
+      {{"-l3"}, bad("3", 'l')},
+      {{"-L+"}, bad("", 'L')},
+      {{"-l+x"}, bad("x", 'l')},
+      {{"-o"}, bad("", 'o')},
+      {{"-oMHz"}, bad("MHz", 'o')},
+      {{"-o4GHz"}, bad("4GHz", 'o')},
+      {{"-O0,33"}, bad("0,33", 'O')},
+      {{"-o0,0"}, bad("0,0", 'o')},
+      {{"-os0,x"}, bad("s0,x", 'o')},
       {{"-o999Hz"}, "-o: OSC frequency must be 0 or from 1kHz to 40MHz\n"},
-      {{"-o41MHz"}, "-o: OSC frequency must be 0 or from 1kHz to 40MHz\n"},
+      {{"-o40.001MHz"}, "-o: OSC frequency must be 0 or from 1kHz to 40MHz\n"},
       {{"-o-4MHz"}, "-o: OSC frequency must be 0 or from 1kHz to 40MHz\n"},
       {{"-o4MHz,2"}, "-o: divider can be used only with -o0 form of the switch\n"},
-      {{"-n0"}, "Invalid value '0' for switch n\n\n" + hint + "\n"},
-      {{"-N65535"}, "Invalid value '65535' for switch N\n\n" + hint + "\n"},
+      {{"-n0"}, bad("0", 'n')},
+      {{"-N65535"}, bad("65535", 'N')},
       {{"-ai"}, "Value required for switch '-ai'\n"},
       {{"-aix"}, "Value required for switch '-ai'\n"},
       {{"-ar"}, "-ar switch not supported now, use adapter configuration file for inverted reset\n"},
       {{"-c"}, "File name required for -C\n"},
-      {{"-d"}, "File name required for -D\n"},
       {{"a.hex", "-d"}, "File name required for -D\n"},
       {{"a.hex", "-c", "b.hex"}, two_code_files},
       {{"-ca.hex", "-cb.hex"}, two_code_files},
       {{"-da.hex", "-d", "b.hex"}, "\tCan't use two files for DATA memory\na.hex\nb.hex\n"},
       {{"a.hex", "b.hex", "c.hex"}, "Too many files\n"},
       {{"-fA=1", "-fB=0"}, "Only one -F switch can be used, place all fuses in one switch\n"},
-      {{"-x"}, "Invalid switch x\n" + hint + "\n"},
       {{"-ej"}, "Invalid switch j\n" + hint + "\n"},
       {{"-5-2"}, "Invalid switch -\n" + hint + "\n"},
-  };
-  for (const auto& c : cases) {
-    outcome got = run(c.args);
-    EXPECT_TRUE(got.stopped) << joined(c.args);
-    EXPECT_EQ(got.status, 70) << joined(c.args);
-    EXPECT_EQ(got.output, c.message) << joined(c.args);
-  }
-}
-
-TEST_F(CommandLine, FirstBadArgumentEndsTheParse) {
-  outcome got = run({"-x", "+tiny99"});
-  EXPECT_EQ(got.output, "Invalid switch x\n" + hint + "\n");
-  got = run({"-ew", "-q", "-y"});
-  EXPECT_EQ(got.output, "Invalid switch q\n" + hint + "\n");
-  EXPECT_TRUE(settings.erase);  // what came before was taken
-}
-
-TEST_F(CommandLine, HelpStopsWithStatusZeroAndListsWhatIsKnownSoFar) {
-  // +chip before -h: that chip's fuse list (the tiny13 signature is 1E 90 07).
-  outcome chip = run({"+tiny13", "-h", "-x"});
-  EXPECT_TRUE(chip.stopped);
-  EXPECT_EQ(chip.status, 0);
-  EXPECT_NE(chip.output.find("signature 1E9007\n"), std::string::npos) << chip.output;
-  EXPECT_EQ(chip.output.find("Supported devices"), std::string::npos);
-
-  // -h before the chip: the general help with the device list.
-  for (const char* h : {"-h", "-?", "-H", "-e?"}) {
-    outcome general = run({h, "+tiny13"});
-    EXPECT_TRUE(general.stopped) << h;
-    EXPECT_EQ(general.status, 0) << h;
-    EXPECT_NE(general.output.find("\nSupported devices"), std::string::npos) << h;
-    EXPECT_EQ(general.output.find("signature"), std::string::npos) << h;
-  }
-}
-
-TEST_F(CommandLine, CombinationChecksInTheirOrder) {
-  const refused_case cases[] = {
-      {{"-ew", "a.hex"}, "Chip name must be specified\n"},
-      {{"-p/dev/parport0"}, "Chip name must be specified\n"},
-      {{"+tiny13", "-r"}, "Can't read without target files\n"},
-      {{"+tiny13", "-rw", "a.hex"}, "Can't both read and write or verify\n"},
-      {{"+tiny13", "-vr"}, "Can't both read and write or verify\n"},
-      {{"+tiny13", "-r", "a.hex", "-f_LOW=6A"}, "Nothing to do with fuses, -w or -v must be specified\n"},
-      {{"+tiny13", "-w"}, "Can't write/verify without source files or fuse list\n"},
-      {{"+tiny13", "-v+"}, "Can't write/verify without source files or fuse list\n"},
-      {{"+tiny13", "a.hex"}, "Nothing to do with files, -r or -w or -v must be specified\n"},
-      {{"+tiny13", "-e", "-da.eep"}, "Nothing to do with files, -r or -w or -v must be specified\n"},
-      {{"+tiny13", "-f_LOW=6A"}, "Nothing to do with fuses, -w or -v must be specified\n"},
-  };
-  for (const auto& c : cases) {
-    outcome got = run(c.args, true);
-    EXPECT_TRUE(got.stopped) << joined(c.args);
-    EXPECT_EQ(got.status, 70) << joined(c.args);
-    EXPECT_EQ(got.output, c.message) << joined(c.args);
-  }
-
-  const std::vector<std::string> valid[] = {
-      {"+tiny13"},                         // identification only
-      {"+tiny13", "-e"},                   // erase only
-      {"+tiny13", "-b"},                   // blank check only
-      {"+tiny13", "-ew", "a.hex"},         //
-      {"+tiny13", "-v", "-da.eep"},        //
-      {"+tiny13", "-w", "-f_LOW=6A"},      // fuses only
-      {"+tiny13", "-r", "a.hex", "b.eep"}, //
-      {"-p?"},                             // FTDI device listing needs no chip
-  };
-  for (const auto& args : valid) {
-    outcome got = run(args, true);
-    EXPECT_FALSE(got.stopped) << joined(args) << ": " << got.output;
-  }
-}
-
-TEST_F(CommandLine, SpecialDataCommandsAreParsed) {
-  ASSERT_FALSE(run({"-c*OSCCAL1=1FFE,-3", "-d*SERNO4=7fc,serial.txt", "-c?bytes3=200,A1b2C3"}).stopped);
-  const auto& osccal = special_commands.osccal;
-  EXPECT_EQ(osccal.mode, cell_code);
-  EXPECT_EQ(osccal.index, 1);
-  EXPECT_EQ(osccal.address, 0x1FFEu);
-  EXPECT_EQ(osccal.correction, -3);
-  const auto& serno = special_commands.serno;
-  EXPECT_EQ(serno.mode, cell_data);
-  EXPECT_EQ(serno.length, 4);
-  EXPECT_EQ(serno.address, 0x7FCu);
-  EXPECT_EQ(serno.file, "serial.txt");
-  const auto& bytes = special_commands.bytes;
-  EXPECT_EQ(bytes.mode, cell_code_ldi);
-  EXPECT_EQ(bytes.count, 3);
-  EXPECT_EQ(bytes.address, 0x200u);
-  EXPECT_EQ(bytes.data, (std::vector<uint8_t>{0xA1, 0xB2, 0xC3}));
-  // A special command is not a file name.
-  EXPECT_EQ(settings.code_file, nullptr);
-  EXPECT_EQ(settings.data_file, nullptr);
-  EXPECT_TRUE(settings.split_code_file);
-
-  ASSERT_FALSE(run({"-C?OSCCAL=100"}).stopped);
-  EXPECT_EQ(special_commands.osccal.mode, cell_code_ldi);
-  EXPECT_EQ(special_commands.osccal.index, 0);
-  EXPECT_EQ(special_commands.osccal.address, 0x100u);
-  EXPECT_EQ(special_commands.osccal.correction, 0);
-  EXPECT_EQ(special_commands.serno.mode, cell_none);
-  EXPECT_EQ(special_commands.bytes.mode, cell_none);
-
-  // A later BYTES replaces an earlier one; the SERNO length is checked only when it is used.
-  ASSERT_FALSE(run({"-c*BYTES2=10,0102", "-d*BYTES1=20,FF", "-c*SERNO5=7FC,f"}).stopped);
-  EXPECT_EQ(special_commands.bytes.mode, cell_data);
-  EXPECT_EQ(special_commands.bytes.address, 0x20u);
-  EXPECT_EQ(special_commands.bytes.data, std::vector<uint8_t>{0xFF});
-  EXPECT_EQ(special_commands.serno.length, 5);
-}
-
-TEST_F(CommandLine, SpecialDataCommandRefusals) {
-  auto extension = [](const std::string& t) { return "Invalid HEX file switch extension '-" + t + "'\n"; };
-  const std::string twice = "Can't handle two specail code/data commands of one type\n";
-  const refused_case cases[] = {
+      {{"-x", "+tiny99"}, "Invalid switch x\n" + hint + "\n"},  // the first bad argument ends the parse
       {{"-d?SERNO2=10,f"}, extension("d?SERNO2=10,f")},
       {{"-c*"}, extension("c*")},
-      {{"-c*OSCCAL"}, extension("c*OSCCAL")},
       {{"-c*OSCCAL1"}, extension("c*OSCCAL1")},
       {{"-c*OSCCAL=xyz"}, extension("c*OSCCAL=xyz")},
-      {{"-c*OSCCAL=FFFFFFFF"}, extension("c*OSCCAL=FFFFFFFF")},
       {{"-c*OSCCAL=100000000"}, extension("c*OSCCAL=100000000")},
-      {{"-c*OSCCAL=100,abc"}, extension("c*OSCCAL")},
+      {{"-c*OSCCAL=FFFFFFFF"}, extension("c*OSCCAL=FFFFFFFF")},
       {{"-c*OSCCAL2=100,x"}, extension("c*OSCCAL")},
-      {{"-c*SERNO4=7FC"}, extension("c*SERNO")},
       {{"-c*SERNO4=7FC,"}, extension("c*SERNO")},
       {{"-c*BYTES3=200,A1B2"}, extension("c*BYTES")},
       {{"-c*BYTES3=200"}, extension("c*BYTES")},
@@ -382,13 +208,69 @@ TEST_F(CommandLine, SpecialDataCommandRefusals) {
       {{"-d*WORD2=10,1234"}, extension("d*WORD")},
       {{"-c*OSCCAL=10", "-d*OSCCAL1=20"}, twice},
       {{"-c*SERNO2=10,a", "-c?SERNO2=20,b"}, twice},
+      {{"-ew", "a.hex"}, "Chip name must be specified\n"},
+      {{"-p/dev/parport0"}, "Chip name must be specified\n"},
+      {{"+tiny13", "-r"}, "Can't read without target files\n"},
+      {{"+tiny13", "-rw", "a.hex"}, "Can't both read and write or verify\n"},
+      {{"+tiny13", "-vr"}, "Can't both read and write or verify\n"},
+      {{"+tiny13", "-r", "a.hex", "-f_LOW=6A"}, nothing_with_fuses},
+      {{"+tiny13", "-w"}, "Can't write/verify without source files or fuse list\n"},
+      {{"+tiny13", "-v+"}, "Can't write/verify without source files or fuse list\n"},
+      {{"+tiny13", "a.hex"}, "Nothing to do with files, -r or -w or -v must be specified\n"},
+      {{"+tiny13", "-e", "-da.eep"}, "Nothing to do with files, -r or -w or -v must be specified\n"},
+      {{"+tiny13", "-f_LOW=6A"}, nothing_with_fuses},
   };
   for (const auto& c : cases) {
-    outcome got = run(c.args);
-    EXPECT_TRUE(got.stopped) << joined(c.args);
+    const outcome got = run(c.args, true);
     EXPECT_EQ(got.status, 70) << joined(c.args);
     EXPECT_EQ(got.output, c.message) << joined(c.args);
   }
+  EXPECT_TRUE(run({"-ew", "-q", "-y"}).after.erase);  // what came before the bad argument was taken
+
+  const std::vector<std::string> valid[] = {
+      {"+tiny13"}, {"+tiny13", "-e"}, {"+tiny13", "-b"}, {"+tiny13", "-ew", "a.hex"}, {"+tiny13", "-v", "-da.eep"},
+      {"+tiny13", "-w", "-f_LOW=6A"}, {"+tiny13", "-r", "a.hex", "b.eep"}, {"-p?"},
+  };
+  for (const auto& args : valid) EXPECT_EQ(run(args, true).status, -1) << joined(args);
+}
+
+TEST(CommandLine, HelpStopsWithStatusZeroAndListsWhatIsKnownSoFar) {
+  const outcome chip = run({"+tiny13", "-h", "-x"});
+  EXPECT_EQ(chip.status, 0);
+  EXPECT_NE(chip.output.find("signature 1E9007\n"), std::string::npos) << chip.output;
+  EXPECT_EQ(chip.output.find("Supported devices"), std::string::npos);
+  for (const char* h : {"-h", "-?", "-H", "-e?"}) {
+    const outcome general = run({h, "+tiny13"});
+    EXPECT_EQ(general.status, 0) << h;
+    EXPECT_NE(general.output.find("\nSupported devices"), std::string::npos) << h;
+    EXPECT_EQ(general.output.find("signature"), std::string::npos) << h;
+  }
+}
+
+TEST(CommandLine, SpecialDataCommandsAreParsed) {
+  const outcome first = run({"-c*OSCCAL1=1FFE,-3", "-d*SERNO4=7fc,serial.txt", "-c?bytes3=200,A1b2C3"});
+  ASSERT_EQ(first.status, -1);
+  const auto& [osccal, serno, bytes] = special_commands;
+  EXPECT_EQ(std::make_tuple(osccal.mode, osccal.index, osccal.address, osccal.correction),
+            std::make_tuple(cell_code, 1, 0x1FFEu, -3));
+  EXPECT_EQ(std::make_tuple(serno.mode, serno.length, serno.address, serno.file),
+            std::make_tuple(cell_data, 4, 0x7FCu, std::string("serial.txt")));
+  EXPECT_EQ(std::make_tuple(bytes.mode, bytes.count, bytes.address), std::make_tuple(cell_code_ldi, 3, 0x200u));
+  EXPECT_EQ(bytes.data, (std::vector<uint8_t>{0xA1, 0xB2, 0xC3}));
+  EXPECT_EQ(first.after.code_file, nullptr);  // a special command is not a file name
+  EXPECT_EQ(first.after.data_file, nullptr);
+  EXPECT_TRUE(first.after.split_code_file);
+
+  ASSERT_EQ(run({"-C?OSCCAL=100"}).status, -1);
+  EXPECT_EQ(std::make_tuple(osccal.mode, osccal.index, osccal.address, osccal.correction),
+            std::make_tuple(cell_code_ldi, 0, 0x100u, 0));
+  EXPECT_EQ(serno.mode, cell_none);
+  EXPECT_EQ(bytes.mode, cell_none);
+
+  // A later BYTES replaces an earlier one; the SERNO length is checked only when it is used.
+  ASSERT_EQ(run({"-c*BYTES2=10,0102", "-d*BYTES1=20,FF", "-c*SERNO5=7FC,f"}).status, -1);
+  EXPECT_EQ(std::make_tuple(bytes.mode, bytes.address, bytes.data), std::make_tuple(cell_data, 0x20u, std::vector<uint8_t>{0xFF}));
+  EXPECT_EQ(serno.length, 5);
 }
 
 }  // namespace
