@@ -1,5 +1,4 @@
-// Termination signals stop chip access at the next instruction boundary with
-// status 80; the adapter key is read with debouncing.
+// Termination signals stop chip access at the next instruction boundary with status 80; the adapter key.
 #include <gtest/gtest.h>
 
 #include <csignal>
@@ -10,7 +9,6 @@
 #include "isp/isp_chip.h"
 #include "isp/memory_read.h"
 #include "isp/memory_write.h"
-#include "isp/power.h"
 #include "isp/write_wait.h"
 #include "tests/support/status_of.h"
 #include "tests/support/chip_bench.h"
@@ -35,11 +33,6 @@ TEST(Signals, SigintDuringByteModeReadStopsAtTheNextInstruction) {
   EXPECT_EQ(b.output(), "\nTerminated by user (SIGINT)\n\n");
   EXPECT_EQ(b.framed().size(), 101u) << "the read under way is completed, no further one starts";
   EXPECT_EQ(status_of(check_terminated), -1) << "the signal is handled once";
-  // The program entry then powers the adapter down.
-  b.adapter->events.clear();
-  power_down();
-  EXPECT_EQ(b.adapter->events, std::vector<std::string>{"reset off"});
-  EXPECT_TRUE(b.adapter->lines.reset) << "RESET pin released (high)";
 }
 
 TEST(Signals, SigtermDuringPageWriteEndsAfterThePageWasSent) {
@@ -56,16 +49,12 @@ TEST(Signals, SigtermDuringPageWriteEndsAfterThePageWasSent) {
       raise(SIGTERM);
     }
   };
-  std::vector<uint8_t> data(96);
-  for (size_t i = 0; i < data.size(); ++i) data[i] = uint8_t(i + 1);
-  const int status = status_of([&] {
-    for (size_t i = 0; i < data.size(); ++i) write_cell(int32_t(i), data[i]);
-  });
-  EXPECT_EQ(status, 80);
+  EXPECT_EQ(status_of([&] {
+    for (int i = 0; i < 96; ++i) write_cell(i, uint8_t(i + 1));
+  }), 80);
   EXPECT_EQ(b.output(), "\nTerminated by user (SIGTERM)\n\n");
   EXPECT_EQ(b.framed(0x4C).size(), 1u) << "the first page went out whole";
-  for (int a = 0; a < 32; ++a) EXPECT_EQ(b.contents().flash[a], data[a]);
-  EXPECT_EQ(b.contents().flash[32], 0xFF);
+  for (int a = 0; a < 33; ++a) EXPECT_EQ(b.contents().flash[a], a < 32 ? a + 1 : 0xFF) << a;
 }
 
 // A chip kept busy far beyond the poll's timeout: a signal during the first
@@ -97,27 +86,21 @@ TEST(Signals, SigintDuringAWritePollStopsAfterThatPoll) {
   }
 }
 
-TEST(AdapterKey, RefusedWithoutKey) {
-  chip_bench b("mega8", "mega8");
-  EXPECT_EQ(status_of(wait_adapter_key), 70);
-  EXPECT_EQ(b.output(), "Key not defined for given adapter, can't process -k switch\n");
-}
-
-TEST(AdapterKey, HeldKeyMustBeReleasedAndPressedAgain) {
+TEST(AdapterKey, RefusedWithoutKeyAndDebounced) {
+  {
+    chip_bench b("mega8", "mega8");
+    EXPECT_EQ(status_of(wait_adapter_key), 70);
+    EXPECT_EQ(b.output(), "Key not defined for given adapter, can't process -k switch\n");
+  }
   adapter_options ao;
   ao.key = true;
   chip_bench b("mega8", "mega8", ao);
+  // A key held from before must be released and pressed again.
   b.adapter->key_samples = {true, true, true, false, false, false, true, true, true};
   EXPECT_EQ(status_of(wait_adapter_key), -1);
   EXPECT_EQ(b.adapter->key_samples.size(), 1u) << "every sample was needed";
   EXPECT_EQ(b.output(), "Press ADAPTER KEY for continue.\nStart programming...\n");
-}
-
-TEST(AdapterKey, ChatterIsNotAPress) {
-  adapter_options ao;
-  ao.key = true;
-  chip_bench b("mega8", "mega8", ao);
-  // Three equal samples in a row decide; the chattering presses in between do not.
+  // Three equal samples in a row decide; chatter in between does not.
   b.adapter->key_samples = {false, true, false, true, false, false, false, true};
   EXPECT_FALSE(read_key_stable());
   EXPECT_EQ(b.adapter->key_samples.size(), 1u) << "all but the last sample used";
