@@ -8,13 +8,11 @@
 
 namespace {
 
-struct name_case {
-  const char* name;
-  int row;  // 1-based row of the device list, 0 = not found
-};
-
 TEST(ChipLookup, FindChipComparesWholeNamesIgnoringCase) {
-  const name_case cases[] = {
+  const struct {
+    const char* name;
+    int row;  // 1-based row of the device list, 0 = not found
+  } cases[] = {
       {"tiny13", 15},     {"TINY13a", 15},   {"tiny1", 0},        {"tiny13A|", 0},      {"tiny13|tiny13A", 0},
       {"mega165PA", 77},  {"mega165p", 77},  {"mega165", 77},     {"mega165A", 78},     {"tiny22", 14},
       {"tiny22L", 13},    {"86rf401", 1},    {"mega128RFA1", 112}, {"90pwm3B", 99},     {"mega8", 42},
@@ -23,30 +21,16 @@ TEST(ChipLookup, FindChipComparesWholeNamesIgnoringCase) {
   for (const auto& c : cases) EXPECT_EQ(find_chip(c.name), c.row - 1) << c.name;
 }
 
-TEST(ChipLookup, NameMatchingOfOneRecord) {
-  EXPECT_TRUE(chip_name_matches("b", "a|b|c"));
-  EXPECT_TRUE(chip_name_matches("C", "a|b|c"));
-  EXPECT_TRUE(chip_name_matches("abc", "ABC"));
-  EXPECT_FALSE(chip_name_matches("ab", "abc|d"));
-  EXPECT_FALSE(chip_name_matches("abcd", "abc|d"));
-  EXPECT_FALSE(chip_name_matches("a|b", "a|b"));
-  EXPECT_FALSE(chip_name_matches("", "a|b"));
-}
-
-TEST(ChipLookup, DisplayNames) {
+TEST(ChipLookup, NameMatchingDisplayNamesAndFuseByteNames) {
+  EXPECT_TRUE(chip_name_matches("b", "a|b|c") && chip_name_matches("C", "a|b|c") && chip_name_matches("abc", "ABC"));
+  EXPECT_FALSE(chip_name_matches("ab", "abc|d") || chip_name_matches("abcd", "abc|d") ||
+               chip_name_matches("a|b", "a|b") || chip_name_matches("", "a|b"));
   EXPECT_STREQ(chip_display_name(-1), "unknown");
-  EXPECT_STREQ(chip_display_name(76), "mega165|mega165P|mega165PA");
+  EXPECT_STREQ(chip_display_name(112), "unknown");
+  EXPECT_STREQ(chip_display_name(111), "mega128RFA1");
   EXPECT_STREQ(chip_display_name(0), "86RF401");
-}
-
-struct byte_name_case {
-  int index;
-  const char* name;
-};
-
-TEST(ChipLookup, FuseByteNames) {
-  const byte_name_case cases[] = {{0, "_LOCK"}, {1, "_LOW"}, {2, "_HIGH"}, {3, "_EXT"}, {4, "???"}, {-1, "???"}};
-  for (const auto& c : cases) EXPECT_STREQ(fuse_byte_name(c.index), c.name) << c.index;
+  const char* const byte_names[] = {"???", "_LOCK", "_LOW", "_HIGH", "_EXT", "???"};
+  for (int i = -1; i <= 4; ++i) EXPECT_STREQ(fuse_byte_name(i), byte_names[i + 1]) << i;
 }
 
 // The chip in use comes from the chip-access state and the run settings; each
@@ -75,14 +59,12 @@ TEST_F(CurrentChip, IdentifiedChipWinsOverTheRequestedName) {
   EXPECT_EQ(current_chip_index(), -1);
 }
 
-struct size_case {
-  const char* chip;
-  bool erase_counter;
-  int flash_data;
-};
-
 TEST_F(CurrentChip, FlashDataSizeLeavesTheEraseCounterOut) {
-  const size_case cases[] = {
+  const struct {
+    const char* chip;
+    bool erase_counter;
+    int flash_data;
+  } cases[] = {
       {"mega8", false, 8192}, {"mega8", true, 8190}, {"mega2560", true, 262142}, {"tiny13", false, 1024},
   };
   for (const auto& c : cases) {
@@ -92,15 +74,12 @@ TEST_F(CurrentChip, FlashDataSizeLeavesTheEraseCounterOut) {
   }
 }
 
-struct sck_case {
-  const char* chip;
-  uint32_t clock_frequency;
-  uint32_t xtal_divider;
-  int low, high;
-};
-
 TEST_F(CurrentChip, SckTimingInOscillatorClocks) {
-  const sck_case cases[] = {
+  const struct {
+    const char* chip;
+    uint32_t clock_frequency, xtal_divider;
+    int low, high;
+  } cases[] = {
       {"90S1200", 800000, 1, 2, 5},      {"86RF401", 800000, 1, 5, 17},   {"mega8", 8000000, 1, 2, 2},
       {"mega8", 16000000, 1, 3, 3},      {"mega8", 12000000, 1, 2, 2},    {"mega8", 12000001, 1, 3, 3},
       {"90S1200", 16000000, 1, 2, 5},    {"90S1200", 800000, 4, 8, 20},   {"86RF401", 800000, 4, 20, 68},
@@ -112,8 +91,7 @@ TEST_F(CurrentChip, SckTimingInOscillatorClocks) {
     settings.xtal_divider = c.xtal_divider;
     int low = -1, high = -1;
     sck_timing(low, high);
-    EXPECT_EQ(low, c.low) << c.chip << " " << c.clock_frequency << " /" << c.xtal_divider;
-    EXPECT_EQ(high, c.high) << c.chip << " " << c.clock_frequency << " /" << c.xtal_divider;
+    EXPECT_EQ(std::make_pair(low, high), std::make_pair(c.low, c.high)) << c.chip << " " << c.clock_frequency << " /" << c.xtal_divider;
   }
 }
 
