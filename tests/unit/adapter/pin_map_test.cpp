@@ -1,19 +1,18 @@
+// Pin configuration entries, files and built-in wirings, the checks on a map and the filling from defaults.
 #include "adapter/pin_map.h"
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <functional>
-
 #include <fstream>
+#include <functional>
 #include <string>
 #include <vector>
 
 #include "lpt/builtin_pin_maps.h"
 #include "lpt/lpt_pin_table.h"
 #include "tests/support/message_capture.h"
+#include "tests/support/status_of.h"
 
 namespace {
 
@@ -23,24 +22,12 @@ struct word {
   uint32_t inactive;
 };
 
-struct entry_case {
-  const char* text;          // the whole -a value
-  const char* name;          // expected map name (when no error)
-  std::vector<word> words;   // every defined signal (when no error)
-  const char* error;         // expected message, or null
-};
-
 // Loads text into a fresh map; returns the message, empty when it succeeded.
 std::string load(const char* text, pin_map& map) {
   message_capture capture;
-  try {
-    load_pin_map(map, text, lpt_pin_table);
-  } catch (const app_error& e) {
-    EXPECT_EQ(e.code, 70) << text;
-    return capture.text();
-  }
-  EXPECT_EQ(capture.text(), "") << text;
-  return "";
+  const int status = status_of([&] { load_pin_map(map, text, lpt_pin_table); });
+  EXPECT_EQ(status, capture.text().empty() ? -1 : 70) << text;
+  return capture.text();
 }
 
 void expect_words(const pin_map& map, const std::vector<word>& words, const std::string& context) {
@@ -54,7 +41,12 @@ void expect_words(const pin_map& map, const std::vector<word>& words, const std:
 }
 
 TEST(PinMapParser, EntriesGiveWordsOrTheExactMessage) {
-  const entry_case cases[] = {
+  const struct {
+    const char* text;         // the whole -a value
+    const char* name;         // expected map name (when no error)
+    std::vector<word> words;  // every defined signal (when no error)
+    const char* error;        // expected message, or null
+  } cases[] = {
       {"m:mosi=D5", "", {{signal_mosi, 0x20, 0}}, nullptr},
       {"m:reset=~D2", "", {{signal_reset, 0, 0x04}}, nullptr},
       {"m:miso=BUSY", "", {{signal_miso, 0, 0x8000}}, nullptr},
@@ -86,7 +78,7 @@ TEST(PinMapParser, EntriesGiveWordsOrTheExactMessage) {
       {"m:clock=D1", "", {}, "adapter: invalid signal name 'clock'\n"},
       {"m:mosi=D1: Mosi =D2", "", {}, "adapter: duplicate signal name 'Mosi'\n"},
   };
-  for (const entry_case& c : cases) {
+  for (const auto& c : cases) {
     pin_map map;
     const std::string message = load(c.text, map);
     if (c.error != nullptr) {
@@ -120,17 +112,14 @@ TEST(PinMapParser, BuiltInWiringsMatchTheirEntries) {
     c.fill(filled);
     ASSERT_EQ(load(c.entries, parsed), "") << c.entries;
     EXPECT_STREQ(filled.name, parsed.name);
-    for (int s = 0; s < signal_count; ++s) {
-      EXPECT_EQ(filled.signals[s].active_bits, parsed.signals[s].active_bits) << c.entries << " " << s;
-      EXPECT_EQ(filled.signals[s].inactive_bits, parsed.signals[s].inactive_bits) << c.entries << " " << s;
-    }
+    std::vector<word> words;
+    for (int s = 0; s < signal_count; ++s) words.push_back({s, parsed.signals[s].active_bits, parsed.signals[s].inactive_bits});
+    expect_words(filled, words, c.entries);
   }
 }
 
 TEST(PinMapParser, ConfigurationFileWithComments) {
-  const std::string dir = ::testing::TempDir() + "pin_map_test_" + std::to_string(getpid());
-  ASSERT_EQ(mkdir(dir.c_str(), 0700) == 0 || errno == EEXIST, true);
-  const std::string path = dir + "/my:file";  // the first separator decides: '=' before ':'
+  const std::string path = ::testing::TempDir() + "pin_map:" + std::to_string(getpid());  // '=' comes before ':'
   {
     std::ofstream f(path);
     f << "# my cable\n"
@@ -153,13 +142,12 @@ TEST(PinMapParser, ConfigurationFileWithComments) {
   pin_map other;
   EXPECT_EQ(load("m=no_such_pin_file.cfg", other), "File 'no_such_pin_file.cfg' not found\n");
   unlink(path.c_str());
-  rmdir(dir.c_str());
 }
 
 TEST(PinMapChecks, MessagesNameTheFirstFailingSignal) {
   pin_map map;
   ASSERT_EQ(load("m:sck=D1:xtal=STROBE:miso=ACK", map), "");
-  struct check_case {
+  const struct {
     std::function<void()> check;
     const char* message;
   } cases[] = {
@@ -168,13 +156,9 @@ TEST(PinMapChecks, MessagesNameTheFirstFailingSignal) {
       {[&] { require_defined(map, {signal_sck, signal_miso}); }, ""},
       {[&] { require_within(map, {signal_sck, signal_mosi}, 0xFF, "D0..D7 lines"); }, ""},
   };
-  for (const check_case& c : cases) {
+  for (const auto& c : cases) {
     message_capture capture;
-    try {
-      c.check();
-    } catch (const app_error& e) {
-      EXPECT_EQ(e.code, 70);
-    }
+    EXPECT_EQ(status_of(c.check), *c.message ? 70 : -1) << c.message;
     EXPECT_EQ(capture.text(), c.message);
   }
 }
@@ -195,7 +179,7 @@ TEST(PinMapChecks, FillMissingTakesTheDefaultsOnlyWhereUndefined) {
   pin_map named;
   named.set_name("Mine");
   fill_missing(named, defaults);
-  EXPECT_STREQ(named.name, "Mine");
+  EXPECT_STREQ(named.name, "Mine");  // a name of its own is kept
 }
 
 }  // namespace
