@@ -1,5 +1,4 @@
-// The special data cells patched into the images: byte placement (plain and as
-// LDI operands), range checks, OSCCAL clamping and the serial number file.
+// The special data cells: byte placement (plain and as LDI operands), range checks, OSCCAL clamping, serial numbers.
 #include "programming/data_cells.h"
 
 #include <gtest/gtest.h>
@@ -7,16 +6,13 @@
 #include <cstdio>
 #include <fstream>
 #include <sstream>
-#include <string>
-#include <vector>
 
-#include "driver/messages.h"
 #include "driver/process_state.h"
 #include "driver/settings.h"
 #include "image/memory_images.h"
 #include "isp/isp_chip.h"
-#include "tests/support/status_of.h"
 #include "tests/support/chip_bench.h"
+#include "tests/support/status_of.h"
 
 namespace {
 
