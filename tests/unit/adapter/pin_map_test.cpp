@@ -113,7 +113,8 @@ TEST(PinMapParser, BuiltInWiringsMatchTheirEntries) {
     ASSERT_EQ(load(c.entries, parsed), "") << c.entries;
     EXPECT_STREQ(filled.name, parsed.name);
     std::vector<word> words;
-    for (int s = 0; s < signal_count; ++s) words.push_back({s, parsed.signals[s].active_bits, parsed.signals[s].inactive_bits});
+    for (int s = 0; s < signal_count; ++s)
+      words.push_back({s, parsed.signals[s].active_bits, parsed.signals[s].inactive_bits});
     expect_words(filled, words, c.entries);
   }
 }

@@ -91,7 +91,8 @@ TEST_F(CurrentChip, SckTimingInOscillatorClocks) {
     settings.xtal_divider = c.xtal_divider;
     int low = -1, high = -1;
     sck_timing(low, high);
-    EXPECT_EQ(std::make_pair(low, high), std::make_pair(c.low, c.high)) << c.chip << " " << c.clock_frequency << " /" << c.xtal_divider;
+    EXPECT_EQ(std::make_pair(low, high), std::make_pair(c.low, c.high))
+        << c.chip << " " << c.clock_frequency << " /" << c.xtal_divider;
   }
 }
 

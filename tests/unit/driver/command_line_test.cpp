@@ -66,6 +66,14 @@ void expect_same(const run_settings& want, const run_settings& got, const std::s
 #undef SAME_TEXT
 }
 
+run_settings files(const char* code, const char* data) {  // two files or a -c/-d name: no split
+  run_settings s;
+  s.code_file = code;
+  s.data_file = data;
+  s.split_code_file = false;
+  return s;
+}
+
 TEST(CommandLine, SwitchesSetExactlyTheirSettings) {
   const struct {
     std::vector<std::string> args;
@@ -114,11 +122,11 @@ TEST(CommandLine, SwitchesSetExactlyTheirSettings) {
       {{"-p/dev/parport0"}, [](run_settings& s) { s.port_text = "/dev/parport0"; }},
       {{"-fCKSEL=0,_HIGH=FF"}, [](run_settings& s) { s.fuse_list_text = "CKSEL=0,_HIGH=FF"; }},
       {{"a.hex"}, [](run_settings& s) { s.code_file = "a.hex"; }},
-      {{"a.hex", "b.hex"}, [](run_settings& s) { s.code_file = "a.hex"; s.data_file = "b.hex"; s.split_code_file = false; }},
-      {{"-ca.hex"}, [](run_settings& s) { s.code_file = "a.hex"; s.split_code_file = false; }},
-      {{"-c", "a.hex", "b.hex"}, [](run_settings& s) { s.code_file = "a.hex"; s.data_file = "b.hex"; s.split_code_file = false; }},
-      {{"-d", "-x.hex", "c.hex"}, [](run_settings& s) { s.data_file = "-x.hex"; s.code_file = "c.hex"; s.split_code_file = false; }},
-      {{"-D", "+e.hex"}, [](run_settings& s) { s.data_file = "+e.hex"; s.split_code_file = false; }},
+      {{"a.hex", "b.hex"}, [](run_settings& s) { s = files("a.hex", "b.hex"); }},
+      {{"-ca.hex"}, [](run_settings& s) { s = files("a.hex", nullptr); }},
+      {{"-c", "a.hex", "b.hex"}, [](run_settings& s) { s = files("a.hex", "b.hex"); }},
+      {{"-d", "-x.hex", "c.hex"}, [](run_settings& s) { s = files("c.hex", "-x.hex"); }},
+      {{"-D", "+e.hex"}, [](run_settings& s) { s = files(nullptr, "+e.hex"); }},
   };
   for (const auto& c : cases) {
     const outcome got = run(c.args);
@@ -269,7 +277,8 @@ TEST(CommandLine, SpecialDataCommandsAreParsed) {
 
   // A later BYTES replaces an earlier one; the SERNO length is checked only when it is used.
   ASSERT_EQ(run({"-c*BYTES2=10,0102", "-d*BYTES1=20,FF", "-c*SERNO5=7FC,f"}).status, -1);
-  EXPECT_EQ(std::make_tuple(bytes.mode, bytes.address, bytes.data), std::make_tuple(cell_data, 0x20u, std::vector<uint8_t>{0xFF}));
+  EXPECT_EQ(std::make_tuple(bytes.mode, bytes.address, bytes.data),
+            std::make_tuple(cell_data, 0x20u, std::vector<uint8_t>{0xFF}));
   EXPECT_EQ(serno.length, 5);
 }
 
