@@ -40,22 +40,13 @@ TEST(FlashOverflow, MovesEverythingFromTheLimitOnToTheDataImage) {
   }
 }
 
-class LoadInputFiles : public ::testing::Test {  // mega8: 8 KiB FLASH
- protected:
-  void SetUp() override { settings.requested_chip = "mega8"; }
-  void TearDown() override {
-    code_image.clear();
-    data_image.clear();
-  }
+TEST(LoadInputFiles, OnlyASingleCodeFileIsSplitAtTheFlashSize) {
   message_capture capture;  // restores the run settings too
   scratch_dir dir;
-  const std::string straddling = dir.write("straddling.hex",
-                                           ":101FF000000102030405060708090A0B0C0D0E0F69\n"
-                                           ":10200000101112131415161718191A1B1C1D1E1F58\n:00000001FF\n");
-};
-
-TEST_F(LoadInputFiles, OnlyASingleCodeFileIsSplitAtTheFlashSize) {
+  settings.requested_chip = "mega8";
   ASSERT_EQ(flash_size(), 8192);
+  const std::string straddling = dir.write("straddling.hex", ":101FF000000102030405060708090A0B0C0D0E0F69\n"
+                                                             ":10200000101112131415161718191A1B1C1D1E1F58\n:00000001FF\n");
   settings.code_file = straddling.c_str();
   settings.write_flags = write_flag_write;
   load_input_files();
@@ -68,29 +59,7 @@ TEST_F(LoadInputFiles, OnlyASingleCodeFileIsSplitAtTheFlashSize) {
   load_input_files();
   EXPECT_EQ(block_layout(code_image), (layout{{0x1FF0, 0x20}}));
   EXPECT_EQ(data_image.count(), 0);
-}
-
-TEST_F(LoadInputFiles, CodeFileThenDataFile) {
-  const std::string code = dir.write("code.hex", ":0100000055AA\n:00000001FF\n");
-  const std::string data = dir.write("data.hex", ":020010001122BB\n:00000001FF\n");
-  settings.code_file = code.c_str();
-  settings.data_file = data.c_str();
-  settings.split_code_file = false;
-  settings.verify = true;
-  load_input_files();
-  EXPECT_EQ(block_layout(code_image), (layout{{0, 1}}));
-  EXPECT_EQ(block_layout(data_image), (layout{{0x10, 2}}));
-}
-
-TEST_F(LoadInputFiles, NothingIsReadWithoutWriteOrVerify) {
-  const std::string absent = dir.file("absent.hex");
-  settings.code_file = settings.data_file = absent.c_str();
-  for (bool read : {false, true}) {
-    settings.read = read;
-    EXPECT_NO_THROW(load_input_files());
-  }
-  EXPECT_EQ(capture.text(), "");
-  EXPECT_EQ(code_image.count() + data_image.count(), 0);
+  code_image.clear();
 }
 
 }  // namespace

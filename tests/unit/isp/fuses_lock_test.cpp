@@ -1,13 +1,10 @@
-// Fuse reading, programming and verifying, lock state and locking, and the
-// calibration bytes, against the chip model's fuse and lock bits.
+// Fuse reading, programming and verifying, lock state and locking, against the chip model.
 #include <gtest/gtest.h>
 
 #include "isp/fuse_list.h"
 #include "isp/fuses.h"
 #include "isp/isp_chip.h"
 #include "isp/lock.h"
-#include "isp/osccal.h"
-#include "tests/support/status_of.h"
 #include "tests/support/chip_bench.h"
 
 namespace {
@@ -34,13 +31,9 @@ TEST(Fuses, ProgrammingWritesOnlyRequestedBytesAndKeepsTheRest) {
   for (const auto& c : cases) {
     chip_bench b(c.chip, c.chip);
     b.start();
-    ASSERT_EQ(status_of([&] {
-                parse_fuse_list(c.list);
-                read_fuses();
-                program_fuses();
-              }),
-              -1)
-        << c.list << b.output();
+    parse_fuse_list(c.list);
+    read_fuses();
+    program_fuses();
     EXPECT_EQ(b.framed_hex(0xAC), c.writes) << c.chip << " " << c.list;
     const auto& st = b.contents();
     EXPECT_EQ(c.fuse_index < 0 ? st.lock : st.fuse[c.fuse_index], c.chip_value) << c.chip << " " << c.list;
@@ -67,13 +60,6 @@ TEST(Fuses, ReadInstructionsByFuseType) {
     read_fuses();
     EXPECT_EQ(b.framed_hex(), c.reads) << c.chip;
   }
-  chip_bench b("mega8", "mega8");
-  b.start();
-  read_fuses();
-  EXPECT_EQ(isp_chip.fuse_read[1].value, b.contents().fuse[0]);
-  EXPECT_EQ(isp_chip.fuse_read[2].value, b.contents().fuse[1]);
-  EXPECT_NE(b.output().find("\t% Read Fuses\tcommand 50 00 00 00,  reply "), std::string::npos) << b.output();
-  EXPECT_NE(b.output().find(" 50 00 E1\n"), std::string::npos) << b.output();
 }
 
 TEST(Fuses, VerifyReportsEveryDifferingField) {
@@ -90,41 +76,6 @@ TEST(Fuses, VerifyReportsEveryDifferingField) {
             "  SUT     : expected 0, read 2\n"
             "  CKSEL   : expected 4, read 1\n"
             "Verifying of fuses failed\n");
-}
-
-TEST(Fuses, PrintedReadOut) {
-  struct {
-    const char* chip;
-    const char* osccal_head;
-    int count;
-  } cases[] = {{"tiny13", "  OSCCALs\t=", 2}, {"tiny12", "  OSCCAL \t=", 1}, {"mega8", "  OSCCALs\t=", 4}};
-  for (const auto& c : cases) {
-    chip_bench b(c.chip, c.chip);
-    b.start();
-    read_osccal();
-    EXPECT_EQ(b.framed(0x38).size(), size_t(c.count));
-    read_fuses();
-    b.clear_output();
-    print_fuses("Fuses ", isp_chip.fuse_read);
-    std::string line = c.osccal_head;
-    char hex[8];
-    for (int i = 0; i < c.count; ++i) {
-      snprintf(hex, sizeof hex, " %02X", b.contents().calibration[i]);
-      line += hex;
-    }
-    EXPECT_EQ(b.output().rfind("Fuses \n" + line + "\n", 0), 0u) << b.output();
-  }
-  chip_bench b("mega8", "mega8");
-  b.start();
-  read_fuses();
-  b.clear_output();
-  print_fuses("Fuses ", isp_chip.fuse_read);
-  const std::string out = b.output();
-  EXPECT_NE(out.find("_LOCK = 0xFF\n  BLB1      \t= 3\n  BLB0      \t= 3\n_LOW = 0xE1\n"
-                     "  BODLEVEL  \t= 1\n  BODEN     \t= 1\n  SUT       \t= 2\n  CKSEL     \t= 1\n_HIGH = 0xD9\n"),
-            std::string::npos)
-      << out;
-  EXPECT_EQ(out.find("_EXT"), std::string::npos);
 }
 
 TEST(Lock, StateForEachLockType) {
