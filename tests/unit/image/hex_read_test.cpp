@@ -191,24 +191,4 @@ TEST(HexRead, ChecksumQuestionOncePerFile) {
   EXPECT_NE(freopen("/dev/null", "r", stdin), nullptr);
 }
 
-TEST(HexRead, AvrToolchainOutputMatchesTheElfImage) {
-  const std::pair<const char*, const char*> files[] = {
-      {"hex/small_flash.hex", "hex/small_flash.bin"}, {"hex/small_eeprom.hex", "hex/small_eeprom.bin"},
-      {"hex/large_flash.hex", "hex/large_flash.bin"}, {"hex/large_flash_linear.hex", "hex/large_flash.bin"},
-      {"hex/large_eeprom.hex", "hex/large_eeprom.bin"}};
-  for (const auto& [hex, bin] : files) {
-    SCOPED_TRACE(hex);
-    const std::string raw = read_file(data_path(bin));
-    ASSERT_FALSE(raw.empty());
-    mem_image image;
-    const outcome got = read_into(image, data_path(hex));
-    EXPECT_EQ(got.code, -1);
-    EXPECT_EQ(got.messages, "");
-    std::map<uint32_t, uint8_t> expected;
-    for (size_t i = 0; i < raw.size(); ++i) expected[uint32_t(i)] = uint8_t(raw[i]);
-    EXPECT_EQ(image_bytes(image), expected);
-    for (const data_block* b = image.first(); b != nullptr; b = image.next(b)) EXPECT_LE(b->size, 4096);
-  }
-}
-
 }  // namespace

@@ -1,4 +1,4 @@
-// Scratch files, the committed test data and the bytes and block layout an image stands for.
+// Scratch files and the bytes and block layout an image stands for.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -37,11 +37,6 @@ inline std::string read_file(const std::string& path) {
   std::stringstream s;
   s << std::ifstream(path, std::ios::binary).rdbuf();
   return s.str();
-}
-
-inline std::string data_path(const std::string& name) {
-  const char* root = getenv("ZINDLE_TEST_DATA");
-  return std::string(root != nullptr ? root : "tests/data") + "/" + name;
 }
 
 inline std::map<uint32_t, uint8_t> image_bytes(const mem_image& image) {

@@ -1,11 +1,10 @@
-// Synchronisation, identification and power-up/down against the chip model.
+// Synchronisation and identification against the chip model.
 #include <gtest/gtest.h>
 
 #include "devices/chip_desc.h"
 #include "driver/messages.h"
 #include "isp/identify.h"
 #include "isp/isp_chip.h"
-#include "isp/power.h"
 #include "tests/support/chip_bench.h"
 #include "tests/support/status_of.h"
 
@@ -128,34 +127,6 @@ TEST(Identify, UnknownSignaturesAndLostEcho) {
     EXPECT_EQ(status_of(synchronise_and_identify), status_sync_lost);
     EXPECT_TRUE(has(b.output(), "\nSynchronisation lost\n"));
   }
-}
-
-TEST(Power, UpAndDownWithMessagesOnce) {
-  {
-    adapter_options ao;
-    ao.power = ao.enable = true;
-    chip_bench b("mega8", "mega8", ao);
-    power_down();  // before power_up: nothing
-    EXPECT_TRUE(b.adapter->events.empty());
-    power_up();
-    EXPECT_TRUE(isp_chip.powered && b.adapter->lines.powered && b.adapter->lines.driven);
-    ASSERT_EQ(status_of(synchronise_and_identify), -1);
-    b.adapter->events.clear();
-    power_down();
-    power_down();
-    EXPECT_EQ(b.adapter->events, (strings{"reset off", "enable_off", "power_off"}));
-    EXPECT_FALSE(b.adapter->lines.powered);
-    EXPECT_TRUE(b.adapter->lines.reset) << "RESET pin released (high)";
-    EXPECT_EQ(b.output().substr(b.output().find("Reset pin")), "Reset pin released\nAdapter disabled\nPower OFF\n");
-    EXPECT_EQ(b.output().rfind("Power ON\nAdapter enabled\n", 0), 0u);
-  }
-  chip_bench plain("mega8", "mega8");  // no power or enable lines: no messages of them
-  power_up();
-  EXPECT_EQ(plain.adapter->events, (strings{"led_error off", "led_ok off"}));
-  plain.adapter->events.clear();
-  power_down();
-  EXPECT_EQ(plain.adapter->events, strings{"reset off"});
-  EXPECT_EQ(plain.output(), "Reset pin released\n");
 }
 
 }  // namespace

@@ -142,42 +142,6 @@ TEST(Write, TracesAndWaits) {
   }
 }
 
-std::vector<uint8_t> some_data(size_t n, int seed) {
-  std::vector<uint8_t> d(n);
-  for (size_t i = 0; i < n; ++i) d[i] = uint8_t((i * 37 + seed * 11 + (i >> 3)) ^ 0xA5);
-  return d;
-}
-
-TEST(Write, ChipHoldsWhatWasWrittenInBothModes) {
-  const struct {
-    const char* chip;
-    int memory;
-    uint32_t start;
-    size_t length;
-    bool polling;
-  } cases[] = {
-      {"mega8", 0, 0x30, 300, false}, {"mega8", 0, 0x30, 300, true},  {"mega8", 1, 0x10, 40, true},
-      {"90S2313", 0, 0x7, 50, true},  {"90S2313", 1, 0x3, 20, true},  {"tiny13", 0, 0x11, 100, true},
-      {"tiny13", 1, 0x0, 20, true},   {"mega2560", 0, 0x1FFF0, 40, true}, {"tiny12", 0, 0x0, 30, false},
-  };
-  for (bool block : {true, false}) {
-    for (const auto& c : cases) {
-      chip_bench b(c.chip, c.chip, mode(block));
-      b.start();
-      settings.write_flags = c.polling ? (write_flag_write | write_flag_polling) : write_flag_write;
-      const auto data = some_data(c.length, int(c.start));
-      ASSERT_EQ(status_of([&] { program(c.memory, c.start, data); }), -1) << c.chip << " " << b.output();
-      const auto& mem = c.memory == 0 ? b.contents().flash : b.contents().eeprom;
-      for (size_t i = 0; i < c.length; ++i) ASSERT_EQ(mem[c.start + i], data[i]) << c.chip << " " << c.memory << " " << i;
-      if (c.start > 0) {
-        EXPECT_EQ(mem[c.start - 1], 0xFF);
-      }
-      EXPECT_EQ(mem[c.start + c.length], 0xFF);
-      EXPECT_FALSE(b.chip->busy());
-    }
-  }
-}
-
 TEST(Write, EepromFFAfterEraseOnlyWithKeep) {
   for (bool keep : {false, true}) {
     chip_bench b("mega8", "mega8", {}, {}, [](vt::chip_state& s) { s.eeprom[9] = 0x00; });
@@ -204,7 +168,7 @@ TEST(Polling, UnpollableValuesWaitTheFullDelayOthersArePolled) {
   chip_bench b("tiny13", "tiny13");  // RDY/BSY polling
   b.start();
   settings.write_flags = write_flag_write | write_flag_polling;
-  program(0, 0x20, some_data(32, 3));
+  program(0, 0x20, std::vector<uint8_t>(32, 0x5A));
   EXPECT_TRUE(b.adapter->delays().empty());
   ASSERT_GE(b.framed(0xF0).size(), 1u);
   EXPECT_EQ(b.framed_hex(0xF0)[0], "F0 00 FF 00");
