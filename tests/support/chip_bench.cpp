@@ -2,11 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-
-#include "adapter/spi_adapter.h"
-#include "driver/messages.h"
-#include "driver/settings.h"
 #include "isp/chip_timing.h"
 #include "isp/identify.h"
 #include "isp/isp_chip.h"
@@ -15,15 +10,16 @@
 
 namespace isp_test {
 
-std::string hex(const instruction& i) {
-  char text[16];
-  snprintf(text, sizeof text, "%02X %02X %02X %02X", i[0], i[1], i[2], i[3]);
-  return text;
+namespace {
+void reset_chip_access() {
+  isp_chip = isp_chip_state();
+  isp_chip.writer[0] = isp_chip.writer[1] = write_byte;
 }
+}  // namespace
 
 chip_bench::chip_bench(const char* kind_name, const char* requested, adapter_options ao, vt::chip_options co,
                        const std::function<void(vt::chip_state&)>& prepare) {
-  kind = vt::find_chip_kind(kind_name);
+  const vt::chip_kind* kind = vt::find_chip_kind(kind_name);
   if (kind == nullptr) {
     ADD_FAILURE() << "no simulated chip " << kind_name;
     abort();
@@ -38,30 +34,15 @@ chip_bench::chip_bench(const char* kind_name, const char* requested, adapter_opt
   adapter = fresh.get();
   clock.reset(new clock_in_use(*adapter));
   current_adapter.replace(std::move(fresh));
-
   settings = run_settings();
   settings.requested_chip = requested;
-  isp_chip = isp_chip_state();
-  isp_chip.writer[0] = isp_chip.writer[1] = write_byte;
-
-  capture = open_memstream(&captured, &captured_size);
-  saved_stream = msg_stream.stream;
-  saved_threshold = msg_stream.threshold;
-  msg_stream.stream = capture;
-  msg_stream.threshold = 4;
+  reset_chip_access();
 }
 
 chip_bench::~chip_bench() {
   clock.reset();
   current_adapter.reset();
-  adapter = nullptr;
-  msg_stream.stream = saved_stream;
-  msg_stream.threshold = saved_threshold;
-  fclose(capture);
-  free(captured);
-  isp_chip = isp_chip_state();
-  isp_chip.writer[0] = isp_chip.writer[1] = write_byte;
-  settings = run_settings();
+  reset_chip_access();
 }
 
 void chip_bench::start(float factor) {
@@ -73,40 +54,31 @@ void chip_bench::start(float factor) {
   adapter->events.clear();
 }
 
-std::string chip_bench::output() {
-  fflush(capture);
-  return std::string(captured + output_mark, captured_size - output_mark);
-}
-
 std::string chip_bench::messages() {
   const std::string all = output();
   std::string kept;
-  size_t start = 0;
-  while (start < all.size()) {
-    size_t end = all.find('\n', start);
+  for (size_t start = 0, end; start < all.size(); start = end) {
+    end = all.find('\n', start);
     end = end == std::string::npos ? all.size() : end + 1;
     if (all.compare(start, 3, "\t% ") != 0) kept += all.substr(start, end - start);
-    start = end;
   }
   return kept;
 }
 
-void chip_bench::clear_output() {
-  fflush(capture);
-  output_mark = captured_size;
-}
-
 std::vector<instruction> chip_bench::framed(int opcode) const {
   std::vector<instruction> out;
-  for (const auto& i : trace) {
+  for (const auto& i : trace)
     if (opcode < 0 || i[0] == opcode) out.push_back(i);
-  }
   return out;
 }
 
 std::vector<std::string> chip_bench::framed_hex(int opcode) const {
   std::vector<std::string> out;
-  for (const auto& i : framed(opcode)) out.push_back(hex(i));
+  char text[16];
+  for (const auto& i : framed(opcode)) {
+    snprintf(text, sizeof text, "%02X %02X %02X %02X", i[0], i[1], i[2], i[3]);
+    out.push_back(text);
+  }
   return out;
 }
 

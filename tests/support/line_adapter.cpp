@@ -7,7 +7,7 @@ namespace isp_test {
 line_adapter::line_adapter(vt::line_target& target, adapter_options options) : chip(target), opt(options) {
   lines.powered = !opt.power;  // without a power switch the target has its own supply
   lines.driven = !opt.enable;
-  lines.reset = true;          // released: the chip runs
+  lines.reset = true;  // released: the chip runs
   chip.drive(now_ns, lines);
 }
 
@@ -35,8 +35,6 @@ uint8_t line_adapter::shift(uint8_t out) {
   return in;
 }
 
-uint8_t line_adapter::transfer(uint8_t out) { return shift(out); }
-
 void line_adapter::transfer_block(const uint8_t* out, uint8_t* in, uint32_t count) {
   log("transfer_block " + std::to_string(count));
   for (uint32_t i = 0; i < count; ++i) in[i] = shift(out[i]);
@@ -49,26 +47,25 @@ void line_adapter::write_block(const uint8_t* out, uint32_t count) {
 
 void line_adapter::set_reset(bool active) {
   log(active ? "reset on" : "reset off");
-  lines.reset = !active;  // active: RESET pin low
+  lines.reset = !active;
   step(1000);
 }
 
 void line_adapter::reset_pulse() {
   log("reset_pulse");
-  lines.reset = true;
-  step(100000);
-  lines.reset = false;
-  step(100000);
+  for (bool level : {true, false}) {
+    lines.reset = level;
+    step(100000);
+  }
 }
 
 void line_adapter::sck_pulse() {
   log("sck_pulse");
   lines.mosi = false;
-  step(opt.half_ns);
-  lines.sck = true;
-  step(opt.half_ns);
-  lines.sck = false;
-  step(opt.half_ns);
+  for (bool level : {false, true, false}) {
+    lines.sck = level;
+    step(opt.half_ns);
+  }
 }
 
 void line_adapter::delay(float ms) {
@@ -78,27 +75,9 @@ void line_adapter::delay(float ms) {
   step(uint64_t(double(ms) * 1e6));
 }
 
-void line_adapter::power_on() {
-  log("power_on");
-  if (opt.power) lines.powered = true;
-  step(1000);
-}
-
-void line_adapter::power_off() {
-  log("power_off");
-  if (opt.power) lines.powered = false;
-  step(1000);
-}
-
-void line_adapter::enable_on() {
-  log("enable_on");
-  if (opt.enable) lines.driven = true;
-  step(1000);
-}
-
-void line_adapter::enable_off() {
-  log("enable_off");
-  if (opt.enable) lines.driven = false;
+void line_adapter::switch_line(const char* event, bool present, bool& line, bool on) {
+  log(event);
+  if (present) line = on;
   step(1000);
 }
 
@@ -107,11 +86,6 @@ bool line_adapter::key_pressed() {
   const bool v = key_samples.front();
   if (key_samples.size() > 1) key_samples.erase(key_samples.begin());
   return v;
-}
-
-time_value line_adapter::now() {
-  const uint64_t us = now_ns / 1000;
-  return {int32_t(us / 1000000), int32_t(us % 1000000)};
 }
 
 bool line_adapter::sleep(const timespec& want, timespec&) {
@@ -127,9 +101,8 @@ int line_adapter::count(const std::string& event) const {
 
 std::vector<float> line_adapter::delays() const {
   std::vector<float> d;
-  for (const auto& e : events) {
+  for (const auto& e : events)
     if (e.compare(0, 6, "delay ") == 0) d.push_back(std::stof(e.substr(6)));
-  }
   return d;
 }
 

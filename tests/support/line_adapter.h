@@ -1,8 +1,7 @@
-// A test adapter that bit-bangs SPI mode 0 onto a line_target (the chip
-// model) in modelled time, in block or byte mode, and logs its non-SPI
-// operations so tests can check waits, resets and pulses. Its modelled time is
-// also a clock for the program's timers, so polls, deadlines and sleeps run on
-// the chip's own clock.
+// A test adapter that bit-bangs SPI mode 0 onto a line_target (the chip model)
+// in modelled time, in block or byte mode, and logs its other operations
+// ("reset on", "delay 6", "write_block 260", ...) so tests can check waits,
+// resets and pulses. Its modelled time is the clock of the program's timers.
 #pragma once
 
 #include <cstdint>
@@ -29,31 +28,28 @@ class line_adapter : public spi_adapter, public clock_source {
   line_adapter(vt::line_target& target, adapter_options options);
 
   bool block_mode() override { return opt.block; }
-  uint8_t transfer(uint8_t out) override;
+  uint8_t transfer(uint8_t out) override { return shift(out); }
   void transfer_block(const uint8_t* out, uint8_t* in, uint32_t count) override;
   void write_block(const uint8_t* out, uint32_t count) override;
-  void set_reset(bool active) override;
+  void set_reset(bool active) override;  // active: RESET pin low
   void reset_pulse() override;
   void sck_pulse() override;
   void delay(float ms) override;
   bool has_power() override { return opt.power; }
-  void power_on() override;
-  void power_off() override;
+  void power_on() override { switch_line("power_on", opt.power, lines.powered, true); }
+  void power_off() override { switch_line("power_off", opt.power, lines.powered, false); }
   bool has_enable() override { return opt.enable; }
-  void enable_on() override;
-  void enable_off() override;
+  void enable_on() override { switch_line("enable_on", opt.enable, lines.driven, true); }
+  void enable_off() override { switch_line("enable_off", opt.enable, lines.driven, false); }
   void set_led_ok(bool on) override { log(on ? "led_ok on" : "led_ok off"); }
   void set_led_error(bool on) override { log(on ? "led_error on" : "led_error off"); }
   bool has_key() override { return opt.key; }
   bool key_pressed() override;
   double sck_frequency() override { return 1e3 / double(2 * opt.half_ns); }
   const char* name() override { return "test line adapter"; }
+  time_value now() override { return {int32_t(now_ns / 1000000000), int32_t(now_ns / 1000 % 1000000)}; }
+  bool sleep(const timespec& want, timespec&) override;  // lets the modelled time pass on the lines
 
-  // The timers' clock: a sleep lets the modelled time pass on the lines.
-  time_value now() override;
-  bool sleep(const timespec& want, timespec& rest) override;
-
-  // Events other than SPI bytes: "reset on", "reset_pulse", "delay 6", "write_block 260", ...
   std::vector<std::string> events;
   int count(const std::string& event) const;
   std::vector<float> delays() const;
@@ -68,6 +64,7 @@ class line_adapter : public spi_adapter, public clock_source {
   void log(const std::string& e) { events.push_back(e); }
   void step(uint64_t ns);
   uint8_t shift(uint8_t out);
+  void switch_line(const char* event, bool present, bool& line, bool on);
 
   vt::line_target& chip;
   adapter_options opt;

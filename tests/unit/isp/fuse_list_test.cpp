@@ -12,15 +12,13 @@ namespace {
 
 using isp_test::chip_bench;
 
-struct accepted_case {
-  const char* chip;
-  std::string list;
-  int byte;
-  uint8_t mask, value;
-};
-
 TEST(FuseList, AcceptedLists) {
-  const accepted_case cases[] = {
+  const struct {
+    const char* chip;
+    std::string list;
+    int byte;
+    uint8_t mask, value;
+  } cases[] = {
       {"mega8", "CKSEL=2,SUT=1", 1, 0x3F, 0x12},
       {"mega8", "BODEN=ON", 1, 0x40, 0x00},
       {"mega8", "BODEN=off", 1, 0x40, 0x40},
@@ -44,14 +42,12 @@ TEST(FuseList, AcceptedLists) {
   }
 }
 
-struct rejected_case {
-  const char* chip;
-  std::string list;
-  const char* message;
-};
-
 TEST(FuseList, RejectedListsStopWithStatus70) {
-  const rejected_case cases[] = {
+  const struct {
+    const char* chip;
+    std::string list;
+    const char* message;
+  } cases[] = {
       {"mega8", "CKSEL=10", "Value 10 too large for fuse CKSEL\n"},
       {"mega8", "CKSEL=ON", "ON/OFF mnemonics can't be used with 4-bit fuse 'CKSEL'\n"},
       {"mega8", "_LOW=ON", "ON/OFF mnemonics can't be used for fuse byte name '_LOW'\n"},
@@ -86,14 +82,6 @@ TEST(FuseList, DefinedBitsAndDebugLines) {
   EXPECT_EQ(isp_chip.fuse_read[2].defined, 0xDF);  // bit 5 of the high byte is no field
   EXPECT_EQ(isp_chip.fuse_read[3].defined, 0x01);
   EXPECT_EQ(b.output(), "\t% Fuse added: EESAVE=0\n\t% Fuse byte added: _low=64\n");
-}
-
-TEST(FuseList, NullTextDoesNothing) {
-  chip_bench b("90S1200", "90S1200");
-  isp_chip.fuse_request[1].mask = 0x0F;
-  EXPECT_EQ(status_of([] { parse_fuse_list(nullptr); }), -1);
-  EXPECT_EQ(isp_chip.fuse_request[1].mask, 0x0F);
-  EXPECT_EQ(b.output(), "");
 }
 
 }  // namespace

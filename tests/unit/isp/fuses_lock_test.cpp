@@ -1,29 +1,24 @@
-// Fuse reading, programming and verifying, lock state and locking, and the
-// calibration bytes, against the chip model's fuse and lock bits.
+// Fuse reading, programming and verifying, lock state and locking, against the chip model.
 #include <gtest/gtest.h>
 
 #include "isp/fuse_list.h"
 #include "isp/fuses.h"
 #include "isp/isp_chip.h"
 #include "isp/lock.h"
-#include "isp/osccal.h"
-#include "tests/support/status_of.h"
 #include "tests/support/chip_bench.h"
 
 namespace {
 
 using isp_test::chip_bench;
 
-struct program_case {
-  const char* chip;
-  const char* list;
-  std::vector<std::string> writes;  // fuse and lock write instructions, in order
-  int fuse_index;                   // chip model's fuse byte to check, -1 for the lock byte
-  uint8_t chip_value;
-};
-
 TEST(Fuses, ProgrammingWritesOnlyRequestedBytesAndKeepsTheRest) {
-  const program_case cases[] = {
+  const struct {
+    const char* chip;
+    const char* list;
+    std::vector<std::string> writes;  // fuse and lock write instructions, in order
+    int fuse_index;                   // chip model's fuse byte to check, -1 for the lock byte
+    uint8_t chip_value;
+  } cases[] = {
       {"mega8", "CKSEL=4", {"AC A0 00 E4"}, 0, 0xE4},                     // read E1, CKSEL changed
       // Undescribed bit 5 (SPIEN) is sent as 1; the chip keeps SPIEN programmed whatever is sent.
       {"tiny2313", "EESAVE=0", {"AC A8 00 BF"}, 1, 0x9F},
@@ -36,16 +31,10 @@ TEST(Fuses, ProgrammingWritesOnlyRequestedBytesAndKeepsTheRest) {
   for (const auto& c : cases) {
     chip_bench b(c.chip, c.chip);
     b.start();
-    ASSERT_EQ(status_of([&] {
-                parse_fuse_list(c.list);
-                read_fuses();
-                program_fuses();
-              }),
-              -1)
-        << c.list << b.output();
-    std::vector<std::string> writes;
-    for (const auto& s : b.framed_hex(0xAC)) writes.push_back(s);
-    EXPECT_EQ(writes, c.writes) << c.chip << " " << c.list;
+    parse_fuse_list(c.list);
+    read_fuses();
+    program_fuses();
+    EXPECT_EQ(b.framed_hex(0xAC), c.writes) << c.chip << " " << c.list;
     const auto& st = b.contents();
     EXPECT_EQ(c.fuse_index < 0 ? st.lock : st.fuse[c.fuse_index], c.chip_value) << c.chip << " " << c.list;
     for (float d : b.adapter->delays()) EXPECT_FLOAT_EQ(d, 4 * isp_chip.eeprom_delay);
@@ -71,14 +60,6 @@ TEST(Fuses, ReadInstructionsByFuseType) {
     read_fuses();
     EXPECT_EQ(b.framed_hex(), c.reads) << c.chip;
   }
-  chip_bench b("mega8", "mega8");
-  b.start();
-  read_fuses();
-  EXPECT_EQ(isp_chip.fuse_read[1].value, b.contents().fuse[0]);
-  EXPECT_EQ(isp_chip.fuse_read[2].value, b.contents().fuse[1]);
-  EXPECT_NE(b.output().find("\t% Read Fuses\tcommand 50 00 00 00,  reply "), std::string::npos) << b.output();
-  EXPECT_NE(b.output().find(" 50 00 E1\n"), std::string::npos)
-      << b.output();
 }
 
 TEST(Fuses, VerifyReportsEveryDifferingField) {
@@ -97,50 +78,13 @@ TEST(Fuses, VerifyReportsEveryDifferingField) {
             "Verifying of fuses failed\n");
 }
 
-TEST(Fuses, PrintedReadOut) {
-  struct {
-    const char* chip;
-    const char* osccal_head;
-    int count;
-  } cases[] = {{"tiny13", "  OSCCALs\t=", 2}, {"tiny12", "  OSCCAL \t=", 1}, {"mega8", "  OSCCALs\t=", 4}};
-  for (const auto& c : cases) {
-    chip_bench b(c.chip, c.chip);
-    b.start();
-    read_osccal();
-    EXPECT_EQ(b.framed(0x38).size(), size_t(c.count));
-    read_fuses();
-    b.clear_output();
-    print_fuses("Fuses ", isp_chip.fuse_read);
-    std::string line = c.osccal_head;
-    char hex[8];
-    for (int i = 0; i < c.count; ++i) {
-      snprintf(hex, sizeof hex, " %02X", b.contents().calibration[i]);
-      line += hex;
-    }
-    EXPECT_EQ(b.output().rfind("Fuses \n" + line + "\n", 0), 0u) << b.output();
-  }
-  chip_bench b("mega8", "mega8");
-  b.start();
-  read_fuses();
-  b.clear_output();
-  print_fuses("Fuses ", isp_chip.fuse_read);
-  const std::string out = b.output();
-  EXPECT_NE(out.find("_LOCK = 0xFF\n  BLB1      \t= 3\n  BLB0      \t= 3\n_LOW = 0xE1\n"
-                     "  BODLEVEL  \t= 1\n  BODEN     \t= 1\n  SUT       \t= 2\n  CKSEL     \t= 1\n_HIGH = 0xD9\n"),
-            std::string::npos)
-      << out;
-  EXPECT_EQ(out.find("_EXT"), std::string::npos);
-}
-
-struct lock_state_case {
-  const char* chip;
-  uint8_t lock;  // chip model's lock bits
-  int state;
-  size_t reads;
-};
-
 TEST(Lock, StateForEachLockType) {
-  const lock_state_case cases[] = {
+  const struct {
+    const char* chip;
+    uint8_t lock;  // chip model's lock bits
+    int state;
+    size_t reads;
+  } cases[] = {
       {"90S2313", 0xFC, -1, 0},                                                     // type 0
       {"90S4434", 0xFF, 0, 1}, {"90S4434", 0xFE, 1, 1}, {"90S4434", 0xFC, 2, 1},  // type 1
       {"90S4433", 0xFF, 0, 1}, {"90S4433", 0xFE, 1, 1}, {"90S4433", 0xFD, 2, 1},  // type 2
@@ -159,17 +103,15 @@ TEST(Lock, StateForEachLockType) {
   }
 }
 
-struct lock_chip_case {
-  const char* chip;
-  uint8_t lock_before;
-  char level;
-  std::vector<std::string> sent;
-  uint8_t lock_after;
-  char returned;
-};
-
 TEST(Lock, LockChipForEachLockType) {
-  const lock_chip_case cases[] = {
+  const struct {
+    const char* chip;
+    uint8_t lock_before;
+    char level;
+    std::vector<std::string> sent;
+    uint8_t lock_after;
+    char returned;
+  } cases[] = {
       {"mega8", 0xFF, '2', {"58 00 00 00", "AC E0 00 FC"}, 0xFC, '2'},
       {"mega8", 0xFF, '3', {"58 00 00 00", "AC E0 00 FC"}, 0xFC, '2'},
       {"mega8", 0xCF, '1', {"58 00 00 00", "AC E0 00 CE"}, 0xCE, '1'},  // boot lock bits kept
