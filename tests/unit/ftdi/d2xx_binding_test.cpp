@@ -77,7 +77,7 @@ ftdi_device_request request(uint32_t type, const char* description, const char* 
   return r;
 }
 
-TEST(d2xx_binding, opens_by_description_or_serial_number_and_closes_again) {
+TEST(d2xx_binding, opens_uses_and_closes_channels) {
   on_bus("", [] {
     {
       message_capture out(3);
@@ -100,11 +100,7 @@ TEST(d2xx_binding, opens_by_description_or_serial_number_and_closes_again) {
     device->read(answer, 2);
     EXPECT_EQ(answer[0], 0xFA);
     EXPECT_EQ(answer[1], 0xAA);
-  });
-}
-
-TEST(d2xx_binding, opening_failures_close_the_channel) {
-  on_bus("", [] {
+    // Refused after opening: the channel is closed again.
     const struct {
       ftdi_device_request request;
       const char* message;
