@@ -5,12 +5,11 @@
 // mega8's whole FLASH with a pattern (pages, RDY/BSY polling) and read it back.
 // OPTIONS: --wiring kaldo|stk200 (MOSI D5, SCK D6, RESET D4; or MOSI D5, SCK D4,
 // RESET D7, buffer enabled by D2 D3 low; MISO on ACK), --phase N (N us per SCK
-// phase), --wait writes|nanosleep|gettimeofday|clock_gettime (N port writes, or
-// one write and a real-time wait), --control HEX (written to the control register).
+// phase), --wait writes|nanosleep (N port writes, or one write and a real-time
+// wait), --control HEX (written to the control register).
 #include <fcntl.h>
 #include <linux/ppdev.h>
 #include <sys/ioctl.h>
-#include <sys/time.h>
 #include <time.h>
 #include <unistd.h>
 #if defined(__i386__) || defined(__x86_64__)
@@ -36,25 +35,9 @@ struct wiring {
 int phase_us = 3;
 std::string wait = "writes";
 
-uint64_t clock_ns() {
-  if (wait == "gettimeofday") {
-    timeval tv;
-    gettimeofday(&tv, nullptr);
-    return (uint64_t(tv.tv_sec) * 1000000u + uint64_t(tv.tv_usec)) * 1000u;
-  }
-  timespec ts;
-  clock_gettime(CLOCK_MONOTONIC, &ts);
-  return uint64_t(ts.tv_sec) * 1000000000u + uint64_t(ts.tv_nsec);
-}
-
 void real_time_wait() {
-  if (wait == "nanosleep") {
-    timespec ts{0, long(phase_us) * 1000};
-    nanosleep(&ts, nullptr);
-    return;
-  }
-  for (const uint64_t start = clock_ns(); clock_ns() - start < uint64_t(phase_us) * 1000u;) {
-  }
+  timespec ts{0, long(phase_us) * 1000};
+  nanosleep(&ts, nullptr);
 }
 
 struct port {
@@ -137,9 +120,7 @@ int main(int argc, char** argv) {
       pins = value == "stk200" ? wiring{0x20, 0x10, 0x80} : wiring{0x20, 0x40, 0x10};
     else if (opt == "--phase") phase_us = std::atoi(value.c_str());
     else if (opt == "--control") control = int(std::strtoul(value.c_str(), nullptr, 16));
-    else if (opt == "--wait" && (value == "writes" || value == "nanosleep" || value == "gettimeofday" ||
-                                 value == "clock_gettime"))
-      wait = value;
+    else if (opt == "--wait" && (value == "writes" || value == "nanosleep")) wait = value;
     else argc = 0;
   }
   const std::string how = argc >= 4 ? argv[1] : "", what = argc >= 4 ? argv[3] : "";

@@ -20,17 +20,23 @@ struct bench {
     chip.reset(new vt::avr_chip(*kind, chip_state::factory(*kind), o));
     m.reset(new vt_test::isp_master(*chip));
     m->power_up();
+    echoes = kind->signature != 0x1E9001;  // but the AT90S1200's
   }
   const vt::chip_kind* kind;
   std::unique_ptr<vt::avr_chip> chip;
   std::unique_ptr<vt_test::isp_master> m;
   void wait_ms(double ms) { m->step(uint64_t(ms * 1e6)); }
-  void put(uint8_t a, uint8_t b, uint8_t c, uint8_t d, double ms = 0) { m->cmd(a, b, c, d), wait_ms(ms); }
-  uint8_t in(uint8_t a, uint8_t b = 0, uint8_t c = 0, uint8_t d = 0) { return m->cmd(a, b, c, d)[3]; }
+  void put(uint8_t a, uint8_t b, uint8_t c, uint8_t d, double ms = 0) { in(a, b, c, d), wait_ms(ms); }
+  bool echoes = true;  // every instruction's first two bytes come back as reply bytes 1 and 2
+  uint8_t in(uint8_t a, uint8_t b = 0, uint8_t c = 0, uint8_t d = 0) {
+    const auto r = m->cmd(a, b, c, d);
+    EXPECT_TRUE(!echoes || (r[1] << 8 | r[2]) == (a << 8 | b)) << "echo of " << int(a);
+    return r[3];
+  }
   uint32_t signature() { return uint32_t(in(0x30, 0, 0) << 16 | in(0x30, 0, 1) << 8 | in(0x30, 0, 2)); }
   uint8_t flash(uint32_t a) { return in(a & 1 ? 0x28 : 0x20, uint8_t(a >> 9), uint8_t(a >> 1)); }
   uint8_t eeprom(uint32_t a) { return in(0xA0, uint8_t(a >> 8), uint8_t(a)); }
-  void load(uint32_t a, uint8_t v) { m->cmd(a & 1 ? 0x48 : 0x40, uint8_t(a >> 9), uint8_t(a >> 1), v); }
+  void load(uint32_t a, uint8_t v) { put(a & 1 ? 0x48 : 0x40, uint8_t(a >> 9), uint8_t(a >> 1), v); }
   void write_page(uint32_t a, double ms = 0) { put(0x4C, uint8_t(a >> 9), uint8_t(a >> 1), 0, ms); }
   void write_eeprom(uint32_t a, uint8_t v, double ms = 0) { put(0xC0, uint8_t(a >> 8), uint8_t(a), v, ms); }
   bool busy() { return in(0xF0, 0, 0xFF) & 1; }
@@ -53,17 +59,6 @@ TEST(AvrChip, SignaturesAndCalibrationBytesFromTheDatasheets) {
       EXPECT_EQ(b.in(0x38, 0, i) != 0xFF, i < r.calibration) << r.name << " calibration " << int(i);
   }
   EXPECT_EQ(vt::chip_kinds().size(), 112u);
-}
-
-TEST(AvrChip, EveryInstructionEchoesItsFirstTwoBytes) {
-  bench b("mega8");
-  ASSERT_EQ(b.m->enable(), 0x53);
-  const uint8_t cmds[][4] = {{0x30, 0x00, 0x01, 0x00}, {0x20, 0x00, 0x10, 0x00}, {0xA0, 0x01, 0x02, 0x00},
-                             {0x58, 0x08, 0x00, 0x00}, {0x38, 0x00, 0x00, 0x00}, {0x40, 0x00, 0x03, 0x55}};
-  for (const auto& c : cmds) {
-    auto r = b.m->cmd(c[0], c[1], c[2], c[3]);
-    EXPECT_EQ(r[1] << 8 | r[2], c[0] << 8 | c[1]);
-  }
 }
 
 TEST(AvrChip, PagedFlashIsProgrammedByAndAndResetLosesThePageBuffer) {
@@ -111,13 +106,8 @@ TEST(AvrChip, ValuesReadWhileBusy) {
     bench b(r.name);
     b.m->enable();
     const double ms = r.eeprom ? b.kind->eeprom_write_ms : b.kind->flash_write_ms;
-    if (r.eeprom) {
-      b.write_eeprom(1, 0x11);
-      b.wait_ms(ms);
-      b.write_eeprom(1, 0x42);
-    } else {
-      b.m->cmd(0x40, 0, 0, 0x42);
-    }
+    if (r.eeprom) b.write_eeprom(1, 0x11, ms);
+    r.eeprom ? b.write_eeprom(1, 0x42) : b.put(0x40, 0, 0, 0x42);
     auto read = [&] { return r.eeprom ? b.eeprom(1) : b.flash(0); };
     EXPECT_EQ(read(), r.early) << r.name;
     b.wait_ms(ms * 0.75);
@@ -155,7 +145,7 @@ TEST(AvrChip, WriteAndEraseTimesFromTheDatasheets) {
     lasts(r.eeprom_ms - 0.32, "EEPROM write");
     EXPECT_EQ(b.eeprom(1), 0x34);
     EXPECT_EQ(b.eeprom(2), 0xFF);
-    b.m->cmd(0xAC, 0x80, 0, 0);
+    b.put(0xAC, 0x80, 0, 0);
     lasts(r.erase_ms, "chip erase");
   }
 }
@@ -179,7 +169,7 @@ TEST(AvrChip, LockBitsBlockWritingThenReadingUntilErase) {
   bench b("mega8");
   b.m->enable();
   b.write_eeprom(0, 0x5A, 9);
-  b.m->cmd(0xAC, 0xE0, 0x00, 0xFE);  // LB1: no more writing
+  b.put(0xAC, 0xE0, 0x00, 0xFE);  // LB1: no more writing
   EXPECT_EQ(b.in(0x58), 0xFF) << "takes effect after its write time";
   b.wait_ms(4.5);
   EXPECT_EQ(b.in(0x58), 0xFE);
@@ -233,11 +223,11 @@ TEST(AvrChip, FusesAndSpienStaysProgrammed) {
 TEST(AvrChip, LargeFlashUsesTheExtendedAddress) {
   bench b("mega2560");
   b.m->enable();
-  b.m->cmd(0x4D, 0, 1, 0);  // second 128 KB bank
-  b.m->cmd(0x40, 0, 0, 0x99);
+  b.put(0x4D, 0, 1, 0);  // second 128 KB bank
+  b.put(0x40, 0, 0, 0x99);
   b.put(0x4C, 0, 0, 0, 5);
   EXPECT_EQ(b.flash(0), 0x99);
-  b.m->cmd(0x4D, 0, 0, 0);
+  b.put(0x4D, 0, 0, 0);
   EXPECT_EQ(b.flash(0), 0xFF);
   EXPECT_EQ(b.chip->state().flash[0x20000], 0x99);
 }
@@ -276,6 +266,7 @@ TEST(AvrChip, SckTooFastForTheClock) {
     o.osc_hz = r.osc;
     bench b("mega8", o);
     b.m->half_ns = r.half_ns;
+    b.echoes = r.works;
     EXPECT_EQ(b.m->enable() == 0x53 && b.signature() == 0x1E9307u, r.works) << r.osc << " " << r.half_ns;
   }
   vt::chip_options x;

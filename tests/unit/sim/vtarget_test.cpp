@@ -41,10 +41,10 @@ TEST(Vtarget, PlainClientReadsTheSignature) {
       {"--wiring stk200", "--wiring stk200 ppdev /dev/parport0 sig", ok},
       {"--wiring stk200", "--wiring stk200 --phase 2 ppdev /dev/parport0 sig", garbled},
       {"--wiring stk200", "--wiring stk200 --phase 1 --wait nanosleep ppdev /dev/parport0 sig", garbled},
-      {"--wiring stk200", "--wiring stk200 --phase 2 --wait clock_gettime ppdev /dev/parport0 sig", ok},
+      {"--wiring stk200", "--wiring stk200 --phase 2 --wait nanosleep ppdev /dev/parport0 sig", ok},
       {"--wiring stk200", "--wiring stk200 --phase 5 --wait nanosleep ppdev /dev/parport0 program 5", ok + "verify ok\n"},
       // On the host's clock the client's own waits reach the chip as they are.
-      {"--clock host --wiring stk200", "--wiring stk200 --phase 5 --wait gettimeofday io 378 sig", ok},
+      {"--clock host --wiring stk200", "--wiring stk200 --phase 5 --wait nanosleep io 378 sig", ok},
       // The control register's direction bit turns the data lines to input, even through PPWCONTROL.
       {"", "--control 24 ppdev /dev/parport0 sig", floating},
       {"", "--control 24 io 278 sig", floating},
