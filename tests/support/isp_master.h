@@ -15,65 +15,55 @@ struct isp_master {
   vt::line_target& chip;
   vt::target_lines lines;
   uint64_t t = 0;
-  uint64_t half_ns = 5000;  // SCK half period
-  bool xtal_per_step = false;  // toggle XTAL around every line change (two edges per step)
+  uint64_t half_ns = 5000;     // SCK half period
+  bool xtal_per_step = false;  // six XTAL edges within every step that takes time
 
   void step(uint64_t ns) {
-    if (xtal_per_step && ns) {
-      for (int i = 0; i < 6; ++i) {
-        lines.xtal = !lines.xtal;
-        t += ns / 8;
-        chip.drive(t, lines);
-      }
+    for (int i = 0; xtal_per_step && ns && i < 6; ++i) {
+      lines.xtal = !lines.xtal;
+      t += ns / 8;
+      chip.drive(t, lines);
     }
     t += ns;
     chip.drive(t, lines);
   }
-
   void power_up() {
-    lines.powered = true;
-    lines.reset = true;
+    lines.powered = lines.reset = true;
     lines.sck = false;
     step(100000);
     lines.reset = false;
     step(100000);
   }
-
   void reset_pulse(uint64_t ns = 50000) {
     lines.reset = true;
     step(ns);
     lines.reset = false;
     step(ns);
   }
-
   void sck_pulse() {
     lines.mosi = false;
-    step(half_ns);
-    lines.sck = true;
-    step(half_ns);
-    lines.sck = false;
-    step(half_ns);
+    for (bool level : {false, true, false}) {
+      lines.sck = level;
+      step(half_ns);
+    }
   }
-
+  // Each line change reaches the chip at once (step(0)), then holds for half a period.
   uint8_t byte(uint8_t out) {
     uint8_t in = 0;
     for (int i = 7; i >= 0; --i) {
       lines.mosi = (out >> i) & 1;
       step(0);
-      step(half_ns);  // SCK low
+      step(half_ns);
       lines.sck = true;
       step(0);
-      step(half_ns);  // SCK high
+      step(half_ns);
       in = uint8_t((in << 1) | (chip.miso(t) ? 1 : 0));
       lines.sck = false;
       step(0);
     }
     return in;
   }
-
-  std::array<uint8_t, 4> cmd(uint8_t a, uint8_t b, uint8_t c, uint8_t d) {
-    return {byte(a), byte(b), byte(c), byte(d)};
-  }
+  std::array<uint8_t, 4> cmd(uint8_t a, uint8_t b, uint8_t c, uint8_t d) { return {byte(a), byte(b), byte(c), byte(d)}; }
   uint8_t enable() { return cmd(0xAC, 0x53, 0x00, 0x00)[2]; }
 };
 

@@ -16,7 +16,7 @@ target_sources(test_${area} PRIVATE ${CMAKE_SOURCE_DIR}/sim/lpt/wiring.cpp ${CMA
 if(TARGET ftd2xx)
   target_link_libraries(test_${area} PRIVATE vt_mpsse vtbench)
   target_compile_definitions(test_${area} PRIVATE VT_FTDI_DIR="${CMAKE_BINARY_DIR}/sim/ftdi")
-  add_dependencies(test_${area} ftd2xx vt_ftdi_client)
+  add_dependencies(test_${area} ftd2xx)
 else()
   target_sources(test_${area} PRIVATE ${CMAKE_SOURCE_DIR}/sim/ftdi/mpsse_engine.cpp
                  ${CMAKE_SOURCE_DIR}/sim/ftdi/ftdi_wiring.cpp ${CMAKE_SOURCE_DIR}/sim/ftdi/ftdi_bus.cpp)
