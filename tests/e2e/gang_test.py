@@ -1,11 +1,6 @@
 #!/usr/bin/env python3
-"""Gang programming (examples/gang-program): gang_test.py --zindle ZINDLE --vtarget VTARGET --gang GANG_PROGRAM
-
-Four mega328P boards at once, one zindle per adapter channel under one vtarget. Each chip must hold the image with
-its own serial number (little-endian at 0xFF0), a board that does not answer must stay blank, failed boards' numbers
-are reported unused (those after the last good board back in the file), the exit status is 0 or the highest of
-zindle's. Two zindle processes on one FTDI channel or parallel port: the second gets the bus's refusal.
-"""
+"""gang_test.py --zindle ZINDLE --vtarget VTARGET --gang GANG_PROGRAM: four mega328P boards at once, one zindle
+per adapter channel; each chip holds the image with its own serial number, failed boards' numbers are not used."""
 import argparse
 import os
 import random

@@ -1,10 +1,6 @@
 #!/usr/bin/env python3
-"""Runs end-to-end case files (CASES lists of zindle_e2e.case) against the built zindle program.
-
-    run_cases.py --zindle BUILD/zindle [--vtarget BUILD/sim/vtarget] cases/FILE.py ...
-
-Every run under the virtual target uses its deterministic clock, so no result depends on the host's speed.
-"""
+"""run_cases.py --zindle ZINDLE [--vtarget VTARGET] cases/FILE.py...: runs the CASES (zindle_e2e.case) of each
+file; every run under the virtual target uses its deterministic clock, so no result depends on the host's speed."""
 import argparse
 import importlib.util
 import os

@@ -1,13 +1,7 @@
 #!/usr/bin/env python3
-"""A set-uid root install of zindle run by a user who is not root: setuid_test.py --zindle ZINDLE --vtarget VTARGET
-
-Each case runs one command as the user through a set-uid root copy and a plain copy: the set-uid run must end with
-the expected status and message, print what the plain run prints, and leave root's and the user's files as they
-were. Runs stopped at the adapter key (ppdev, I/O ports, FTDI open) must show real, effective and saved ids all the
-user's, his supplementary group kept, no capability left. Needs root (else skipped, status 77); works in a mount
-namespace of its own on a private tmpfs, with the virtual target's libraries laid over the system library directory
-there alone (a set-uid program preloads only set-uid libraries found there, and dlopens libftd2xx.so only there).
-"""
+"""setuid_test.py --zindle ZINDLE --vtarget VTARGET: a set-uid root copy run by a user prints what a plain copy prints
+and opens files with the user's rights; at the adapter key all its ids are the user's. Needs root (else 77); works
+in a mount namespace of its own, the virtual target's libraries laid over the system library directory there alone."""
 import argparse
 import os
 import shutil

@@ -1,11 +1,6 @@
 #!/usr/bin/env python3
-"""Real signals in the middle of a run: signal_test.py --zindle ZINDLE --vtarget VTARGET
-
-SIGINT, SIGTERM and SIGHUP during a FLASH write (on the host's clock: page waits are real sleeps, so the write
-lasts far beyond the signal) stop zindle with status 80, the error LED on and the adapter powered down. Output to a
-pipe closed early and a file-size limit below the read-back's size must not kill it; the unwritable file is deleted.
-SIGKILL mid-write leaves the chip as a real one: erased and half-written.
-"""
+"""signal_test.py --zindle ZINDLE --vtarget VTARGET: real signals in the middle of a run. A signal during a FLASH
+write (on the host's clock, so the write lasts far beyond it) ends the run with status 80, error LED on, power off."""
 import argparse
 import os
 import signal

@@ -1,12 +1,6 @@
 #!/usr/bin/env python3
-"""The production station script (examples/station) on the virtual target:
-    station_test.py --zindle ZINDLE --vtarget VTARGET --station STATION --config-dir DIR
-
-Five boards pass the station: good, no contact, wrong chip, writes that never end, good. Each is a virtual target
-with the kaldo-key.cfg wiring (from DIR), its key pressed 1 s after the start. The station tells each verdict from
-zindle's exit status, goes on after board failures, stores serial numbers 1000 and 1001 in the good boards' EEPROM
-and leaves 1002 in the file. A missing HEX file stops it at the first board with status 70, the number unchanged.
-"""
+"""station_test.py --zindle ZINDLE --vtarget VTARGET --station STATION --config-dir DIR: five boards (virtual targets
+with the kaldo-key.cfg wiring, key pressed after 1 s) pass the station, which tells each verdict from the status."""
 import argparse
 import os
 import shlex

@@ -1,10 +1,6 @@
 #!/usr/bin/env python3
-"""Whole runs recorded with --vcd and --trace: vcd_test.py --zindle ZINDLE --vtarget VTARGET
-
-sigrok-cli's SPI decoder (mode 0) must read from the VCD exactly the instruction bytes the trace lists, both ways;
-the file must be well-formed (signal names, times increasing, MISO floating while RESET is high); recording must not
-change the run. Exit status 77 (skipped) without sigrok-cli.
-"""
+"""vcd_test.py --zindle ZINDLE --vtarget VTARGET: sigrok-cli's SPI decoder reads from a run's VCD exactly the bytes
+its trace lists, both ways; the file is well-formed; recording does not change the run (77: no sigrok-cli)."""
 import argparse
 import os
 import re
