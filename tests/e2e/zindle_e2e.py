@@ -1,69 +1,137 @@
-"""End-to-end cases for the built zindle program.
-
-A case file (tests/e2e/cases/*.py) defines CASES, a list of case(...) records.
-Each case runs the real binary with its arguments in a fresh temporary
-directory (optionally with files written there first, optionally under the
-virtual target) and compares the exit status and the whole standard output.
-A case may also run steps before its command on the same simulated chip
-(vtarget_state) and check the chip afterwards (check).
-
-The banner carries the build date and time, so by default the runner checks
-the banner's layout and compares only what follows it.
-"""
-
+# Shared pieces of the end-to-end tests: the case record run by run_cases.py, expected output pieces,
+# checks of the chip and the files afterwards, and helpers of the standalone scripts.
+import difflib
+import os
 import re
+import time
 from dataclasses import dataclass, field
-from typing import Callable, Dict, List, Optional, Pattern, Union
+from typing import Callable, Dict, List, Optional, Union
 
+DATA = os.environ.get("ZINDLE_TEST_DATA", os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "data"))
+PP = "-p/dev/parport0"  # the fast ppdev emulation
 HINT = "For short help type\n\tzindle -h"
-
-# An empty line; the title; "v<number><letter><number> (<Mmm dd yyyy hh:mm:ss>)  <web address>";
-# the bug-report address.
-BANNER = re.compile(
-    r"\nzindle/Linux32  -  AVR controllers programmer[^\n]*\n"
-    r"v\d+(\.\d+)*[a-z]\d+ \([A-Z][a-z]{2} [ \d]\d \d{4} \d\d:\d\d:\d\d\)  \S+\n"
-    r"bug-reports, suggestions and so on mail to \S+@\S+\n"
-)
-
-Expected = Union[str, Pattern, Callable[[str], Optional[str]]]
-
-
-@dataclass
-class step:
-    """A run before the case's own command, under the virtual target, in the same directory."""
-    args: Optional[List[str]]  # zindle arguments; None: the virtual target alone (--flash-in, --show, ...)
-    vtarget: List[str] = field(default_factory=list)  # vtarget options
-    status: int = 0  # the exit status the step must end with
-
-
-@dataclass
-class case:
-    name: str
-    args: List[str]
-    status: int
-    # str: exact text; compiled regex: must match the whole text;
-    # callable: returns None when the text is right, else what is wrong.
-    stdout: Expected
-    banner: bool = True  # the output starts with the banner (checked, then cut off)
-    files: Dict[str, Union[str, bytes]] = field(default_factory=dict)  # written into the run directory
-    vtarget: Optional[List[str]] = None  # run as: vtarget OPTIONS -- zindle ARGS
-    timeout: float = 60
-    steps: List[step] = field(default_factory=list)  # run first, in order; each must end with its status
-    # A chip state file name: every vtarget run of the case (steps, command, check) gets --state WORKDIR/NAME.
-    vtarget_state: Optional[str] = None
-    # check(workdir, run_vtarget) after the command: None when all is right, else what is wrong.
-    # run_vtarget(*options) runs vtarget (with the state) without a program and returns its standard output.
-    check: Optional[Callable[[str, Callable[..., str]], Optional[str]]] = None
+BANNER = re.compile(r"\nzindle/Linux32  -  AVR controllers programmer[^\n]*\n"
+                    r"v\d+(\.\d+)*[a-z]\d+ \([A-Z][a-z]{2} [ \d]\d \d{4} \d\d:\d\d:\d\d\)  \S+\n"
+                    r"bug-reports, suggestions and so on mail to \S+@\S+\n")
+M8, T13, NOT = "mega8|mega8A", "tiny13|tiny13A", "Chip not locked\n"
+NAMES = {"mega8": M8, "tiny13": T13}
+# Datasheet sizes: FLASH, EEPROM.
+SIZES = {"mega8": (8192, 512), "tiny13": (1024, 64), "90S2313": (2048, 128), "mega2560": (262144, 4096)}
+END_OK = "Total time T\nReset pin released\n"
+END_FAIL = "\nReset pin released\n"  # the failure's empty line, then the release
+# The fuse read-outs of factory-new chips.
+FUSES = {
+    "mega8": "Fuses \n  OSCCALs\t= A6 AE AD AA\n_LOCK = 0xFF\n  BLB1      \t= 3\n  BLB0      \t= 3\n"
+             "_LOW = 0xE1\n  BODLEVEL  \t= 1\n  BODEN     \t= 1\n  SUT       \t= 2\n  CKSEL     \t= 1\n"
+             "_HIGH = 0xD9\n  RSTDISBL  \t= 1\n  WDTON     \t= 1\n  CKOPT     \t= 1\n  EESAVE    \t= 1\n"
+             "  BOOTSZ    \t= 0\n  BOOTRST   \t= 1\n",
+    "tiny13": "Fuses \n  OSCCALs\t= AE A4\n_LOW = 0x6A\n  EESAVE    \t= 1\n  WDTON     \t= 1\n"
+              "  CKDIV     \t= 0\n  SUT       \t= 2\n  CKSEL     \t= 2\n_HIGH = 0xFF\n  SELFPRGEN \t= 1\n"
+              "  DWEN      \t= 1\n  BODLEVEL  \t= 3\n  RSTDISBL  \t= 1\n",
+    "90S2313": "",
+    "mega2560": "Fuses \n  OSCCAL \t= 9D\n_LOCK = 0xFF\n  BLB1      \t= 3\n  BLB0      \t= 3\n"
+                "_LOW = 0x62\n  CKDIV     \t= 0\n  CKOUT     \t= 1\n  SUT       \t= 2\n  CKSEL     \t= 2\n"
+                "_HIGH = 0x99\n  OCDEN     \t= 1\n  JTAGEN    \t= 0\n  WDTON     \t= 1\n  EESAVE    \t= 1\n"
+                "  BOOTSZ    \t= 0\n  BOOTRST   \t= 1\n_EXT = 0xFF\n  BODLEVEL  \t= 7\n",
+}
 
 
-def echo(*args: str) -> str:
-    """The command echo for arguments that hold no blank or tab."""
-    return "Command:\n " + "".join(" " + a for a in args) + "\n"
+def data(name, mode="r"):
+    with open(os.path.join(DATA, "hex", name), mode) as f:
+        return f.read()
 
 
-def failed(message: str) -> str:
-    """A failure message as it reaches the top: the message, then an empty line."""
-    return message + "\n"
+FLASH_BIN, EEPROM_BIN = data("small_flash.bin", "rb"), data("small_eeprom.bin", "rb")
+FILES = {"prog.hex": data("small_flash.hex"), "prog.eep": data("small_eeprom.hex")}
+
+
+def echo(*args):
+    """The command echo; arguments holding a blank or a tab are quoted."""
+    return "Command:\n " + "".join(' "%s"' % a if re.search("[ \t]", a) else " " + a for a in args) + "\n"
+
+
+def detected(name):
+    return "Device connected, %s detected\n" % name
+
+
+def op(title, count=0, step=512, result=""):
+    """An operation line: title, a dot per `step` bytes, the result word, done."""
+    return title + "\n" + "." * (count // step) + result + " done (T)\n"
+
+
+def fuses(chip, **changes):
+    """A chip's factory read-out with some field lines changed, e.g. EESAVE=0, or _LOW='0xE4'."""
+    text = FUSES[chip]
+    for name, value in changes.items():
+        if name.startswith("_"):
+            text = re.sub(r"(?m)^%s = \S+$" % name, "%s = %s" % (name, value), text)
+        else:
+            text = re.sub(r"(?m)^(  %-10s\t= )\S+$" % name, r"\g<1>%X" % value, text)
+    return text
+
+
+def padded(content, size):
+    return content + b"\xff" * (size - len(content))
+
+
+def image(size, pieces, base=b""):
+    memory = bytearray(padded(base, size))
+    for address, content in pieces.items():
+        memory[address:address + len(content)] = content
+    return bytes(memory)
+
+
+def parse_hex(text):
+    """An Intel HEX text as {address: byte}: data, extended segment and extended linear records."""
+    memory, base = {}, 0
+    for line in text.split():
+        raw = bytes.fromhex(line[1:])
+        if sum(raw) & 0xFF:
+            raise ValueError("bad checksum: " + line)
+        length, address, kind = raw[0], raw[1] << 8 | raw[2], raw[3]
+        if kind == 0:
+            memory.update({base + address + i: b for i, b in enumerate(raw[4:4 + length])})
+        elif kind in (2, 4):
+            base = (raw[4] << 8 | raw[5]) << (4 if kind == 2 else 16)
+        elif kind == 1:
+            break
+    return memory
+
+
+def make_hex(pieces):
+    """Intel HEX with extended linear address records for {address: bytes}."""
+    lines, upper = [], -1
+
+    def record(kind, address, payload):
+        raw = bytes([len(payload), address >> 8 & 0xFF, address & 0xFF, kind]) + payload
+        lines.append(":" + (raw + bytes([-sum(raw) & 0xFF])).hex().upper())
+    for start, content in sorted(pieces.items()):
+        for address in range(start, start + len(content), 16):
+            if address >> 16 != upper:
+                upper = address >> 16
+                record(4, 0, bytes([upper >> 8, upper & 0xFF]))
+            record(0, address & 0xFFFF, content[address - start:address - start + 16])
+    record(1, 0, b"")
+    return "\n".join(lines) + "\n"
+
+
+def normalise(text):
+    """Times written as T; the parallel port's cycle warning of a fast machine left out."""
+    text = re.sub(r"Warning: incredibly fast LPT found, [^\n]*\nCycle time forced to [^\n]*\n", "", text)
+    text = re.sub(r" done \([^)\n]*\)", " done (T)", text)
+    return re.sub(r"Total time [^\n]*\n", "Total time T\n", text)
+
+
+def exact(expected):
+    """The whole output, normalised; in `expected` <N> stands for any count and <*> for any text in a line."""
+    pattern = re.compile("".join({"<N>": r"\d+", "<*>": r"[^\n]*"}.get(p, re.escape(p))
+                                 for p in re.split(r"(<N>|<\*>)", expected)), re.S)
+
+    def check(text):
+        text = normalise(text)
+        return None if pattern.fullmatch(text) else "".join(difflib.unified_diff(
+            expected.splitlines(True), text.splitlines(True), "expected", "actual"))
+    return check
 
 
 def expect(*parts, absent=(), last=None):
@@ -71,14 +139,147 @@ def expect(*parts, absent=(), last=None):
     def check(text):
         position = 0
         for part in parts:
-            found = text.find(part, position)
-            if found < 0:
+            position = text.find(part, position)
+            if position < 0:
                 return "missing (in order): %r\n--- output ---\n%s" % (part, text)
-            position = found + len(part)
-        for part in absent:
-            if part in text:
-                return "unexpected: %r\n--- output ---\n%s" % (part, text)
+            position += len(part)
+        bad = [p for p in absent if p in text]
+        if bad:
+            return "unexpected: %r\n--- output ---\n%s" % (bad, text)
         if last is not None and not re.search(r"\d\.\d+ " + re.escape(last) + r"\Z", text):
             return "trace does not end with %r\n--- output ---\n%s" % (last, text)
         return None
     return check
+
+
+@dataclass
+class step:
+    """A run before the case's command, in the same directory and on the same chip."""
+    args: Optional[List[str]]  # zindle arguments; None: the virtual target alone (--flash-in, --show, ...)
+    vtarget: List[str] = field(default_factory=list)
+    status: int = 0
+
+
+@dataclass
+class case:
+    name: str
+    args: List[str]
+    status: int
+    stdout: Union[str, Callable[[str], Optional[str]]]  # exact text, or a check: None when right
+    banner: bool = True  # the output starts with the banner (checked, then cut off)
+    files: Dict[str, Union[str, bytes]] = field(default_factory=dict)  # written into the run directory
+    vtarget: Optional[List[str]] = None  # run as: vtarget OPTIONS -- zindle ARGS
+    steps: List[step] = field(default_factory=list)
+    state: bool = False  # every vtarget run of the case gets --state WORKDIR/chip.state
+    check: Optional[Callable] = None  # check(workdir, run_vtarget): None when the chip and files are right
+
+
+def prog(name, args, status, body, chip="mega8", ident=None, files=FILES, vtarget=(), steps=(), check=None, port=PP):
+    """A programming run through ppdev on a saved chip: the whole output after the echo is `body`."""
+    args = ["+" + chip, *args] + ([port] if port else [])
+    return case(name, args, status, exact(echo(*args) + (ident or detected(NAMES.get(chip, chip))) + body),
+                files=files, vtarget=["--chip", chip, *vtarget], state=True, steps=list(steps), check=check)
+
+
+def memories(run_vtarget, work):
+    run_vtarget("--flash-out", "flash.out", "--eeprom-out", "eeprom.out")
+    with open(os.path.join(work, "flash.out"), "rb") as f, open(os.path.join(work, "eeprom.out"), "rb") as g:
+        return f.read(), g.read()
+
+
+def chip_holds(flash=None, eeprom=None):
+    """The chip's FLASH and EEPROM equal these whole images (None: not checked)."""
+    def check(work, run_vtarget):
+        for name, want, have in zip(("FLASH", "EEPROM"), (flash, eeprom), memories(run_vtarget, work)):
+            if want is not None and want != have:
+                first = next((i for i in range(min(len(want), len(have))) if want[i] != have[i]), None)
+                return "%s (%d bytes) differs from the expected %d bytes first at %s" % (
+                    name, len(have), len(want), first)
+        return None
+    return check
+
+
+def show_has(*texts):
+    def check(work, run_vtarget):
+        shown = run_vtarget("--show")
+        missing = [t for t in texts if t not in shown]
+        return "chip state lacks %r:\n%s" % (missing, shown) if missing else None
+    return check
+
+
+def file_is(name, content):
+    def check(work, run_vtarget):
+        path = os.path.join(work, name)
+        have = open(path).read() if os.path.exists(path) else None
+        return None if have == content else "%s holds %r, expected %r" % (name, have, content)
+    return check
+
+
+def hex_file_is(name, content):
+    def check(work, run_vtarget):
+        with open(os.path.join(work, name)) as f:
+            memory = parse_hex(f.read())
+        ok = sorted(memory) == list(range(len(content))) and bytes(memory[a] for a in sorted(memory)) == content
+        return None if ok else "%s differs" % name
+    return check
+
+
+def trace(work):
+    """The virtual target's trace (run.trace) as lines of fields without the time stamp."""
+    with open(os.path.join(work, "run.trace")) as f:
+        return [line.split()[1:] for line in f]
+
+
+def isp_sent(work):
+    return [" ".join(line[1:5]) for line in trace(work) if line[0] == "isp"]
+
+
+def sends(*instructions):
+    """The chip received these instructions one right after the other."""
+    def check(work, run_vtarget):
+        sent, n = isp_sent(work), len(instructions)
+        found = any(tuple(sent[i:i + n]) == instructions for i in range(len(sent)))
+        return None if found else "instructions %s not sent in a row" % (instructions,)
+    return check
+
+
+def all_of(*checks):
+    def check(work, run_vtarget):
+        return next((p for p in (c(work, run_vtarget) for c in checks) if p is not None), None)
+    return check
+
+
+def child_of(pid):
+    """The program vtarget started (its only child)."""
+    deadline = time.time() + 10
+    while time.time() < deadline:
+        try:
+            with open("/proc/%d/task/%d/children" % (pid, pid)) as f:
+                children = f.read().split()
+            if children:
+                return int(children[0])
+        except OSError:
+            pass
+        time.sleep(0.01)
+    return None
+
+
+def read_until(stream, mark):
+    """The output of a running program up to and including `mark` (or its end)."""
+    output = b""
+    while mark not in output:
+        piece = stream.read1(4096)
+        if not piece:
+            break
+        output += piece
+    return output
+
+
+def report(results):
+    """Prints each (name, problem or None) and "N passed, N failed"; the exit status."""
+    failed = 0
+    for name, problem in results:
+        failed += bool(problem)
+        print("FAIL  %s\n%s" % (name, problem) if problem else "ok    %s" % name)
+    print("%d passed, %d failed" % (len(results) - failed, failed))
+    return 1 if failed or not results else 0

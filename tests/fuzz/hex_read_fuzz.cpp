@@ -1,5 +1,5 @@
-// libFuzzer target: any file content handed to hex_read must end in a result
-// or a reported app_error, never in a crash, a leak or undefined behaviour.
+// libFuzzer target: any file content handed to hex_read ends in a result or a reported app_error, never in a
+// crash, a leak or undefined behaviour; a completed read leaves blocks of 1 to 4096 bytes sorted by address.
 #include <unistd.h>
 
 #include <cstdint>
@@ -11,9 +11,7 @@
 #include "image/hex_file.h"
 #include "image/mem_image.h"
 
-namespace {
-std::string input_path;
-}
+static std::string input_path;
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
   // The checksum question meets the end of input; messages go nowhere.
@@ -35,11 +33,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   } catch (const app_error&) {
     return 0;
   }
-  // A completed read leaves blocks of 1 to 4096 bytes sorted by address, then end.
   for (const data_block* b = image.first(); b != nullptr; b = image.next(b)) {
-    if (b->size < 1 || b->size > 4096) __builtin_trap();
     const data_block* n = image.next(b);
-    if (n != nullptr && (n->address < b->address || (n->address == b->address && n->end() < b->end())))
+    if (b->size < 1 || b->size > 4096 ||
+        (n != nullptr && (n->address < b->address || (n->address == b->address && n->end() < b->end()))))
       __builtin_trap();
   }
   return 0;

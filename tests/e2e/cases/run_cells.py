@@ -1,68 +1,46 @@
-# The erase counter in the last two FLASH bytes and the special data cells
-# (OSCCAL, SERNO, BYTES) end to end: what the run prints, what ends up in the
-# chip, and what the serial number file holds after good, failed and
-# verify-only runs.
-from programming_e2e import (END_FAIL, END_OK, FUSES, PP, SIZES, all_of, chip_holds, command, data, detected, exact,
-                             file_is, make_hex, op, padded, sends)
-from zindle_e2e import case, step
+# The erase counter in the last two FLASH bytes and the special data cells (OSCCAL, SERNO, BYTES): what the run
+# prints, what ends up in the chip, and what the serial number file holds after good, failed and verify-only runs.
 import fcntl
 import os
 
-M8 = "mega8|mega8A"
-NOT = "Chip not locked\n"
-FLASH_BIN, EEPROM_BIN = data("small_flash.bin", "rb"), data("small_eeprom.bin", "rb")
-FILES = {"prog.hex": data("small_flash.hex"), "prog.eep": data("small_eeprom.hex")}
-OSCCAL = {"mega8": [0xA6, 0xAE, 0xAD, 0xAA]}  # the calibration bytes of the simulated chip
+from zindle_e2e import *  # noqa: F401,F403
+
+OSCCAL = [0xA6, 0xAE, 0xAD, 0xAA]  # the calibration bytes of the simulated mega8
+ERASED = "Device erased\n" + detected(M8) + FUSES["mega8"]
+UNKNOWN = "Device connected, but not recognised, ID: 0x1E9999\n"
+FULL = padded(FLASH_BIN, 1024)  # a tiny13 program reaching the counter's cells
+LDI = next(a for a in range(0, len(FLASH_BIN), 2) if FLASH_BIN[a + 1] & 0xF0 == 0xE0)  # an LDI's first byte
+LDI_VALUE = OSCCAL[1] - 3
+SERNO = "-c*SERNO4=100,serial.txt"
+WRITTEN, VERIFIED = op("Programming CODE memory"), op("Verifying CODE memory", result=" passed\n")
 
 
 def counter_flash(chip, value, program=b""):
     """A FLASH image holding the program and the counter value (None: not initialized)."""
-    size = SIZES[chip][0]
-    tail = b"\xff\xff" if value is None else bytes([value & 0xFF, value >> 8])
-    return padded(program, size - 2) + tail
+    return padded(program, SIZES[chip][0] - 2) + (b"\xff\xff" if value is None else value.to_bytes(2, "little"))
 
 
-def patched(base, size, changes):
-    image = bytearray(padded(base, size))
-    for address, value in changes.items():
-        image[address] = value
-    return bytes(image)
-
-
-def run(name, chip, args, status, body, stored=None, files=None, check=None, steps=(), vtarget=(), ident=None):
-    """A run on a chip whose counter holds `stored` (no FLASH import when stored is None)."""
-    args = ["+" + chip, *args, PP]
-    start = [step(None, ["--chip", chip] + (["--flash-in", "stored.bin"] if stored is not None else []))]
-    files = dict(FILES, **(files or {}))
-    if stored is not None:
-        files["stored.bin"] = counter_flash(chip, stored)
-    return case(name, args, status, exact(command(*args) + (ident or detected(chip if chip != "mega8" else M8)) + body),
-                files=files, vtarget=list(vtarget), vtarget_state="chip.state", steps=start + list(steps), check=check)
-
-
-ERASED = "Device erased\n" + detected(M8) + FUSES["mega8"]
-
-
-def counter_written(value):
-    return "Writing erase counter = %d\n" % value + op("Programming CODE memory")
-
-
-FULL = padded(FLASH_BIN, 1024)  # a tiny13 program reaching the counter's cells
-LDI = next(a for a in range(0, len(FLASH_BIN), 2) if FLASH_BIN[a + 1] & 0xF0 == 0xE0)  # an LDI's first byte
-SERNO = "-c*SERNO4=100,serial.txt"
-CELLS = ["-ew", "-v", "-c?OSCCAL1=%X,-3" % LDI, SERNO, "-c*BYTES3=10,A1B2C3",
-         "prog.hex", "prog.eep"]
-LDI_VALUE = OSCCAL["mega8"][1] - 3
-FAILED_WRITE = step(["+mega8", "-ew", "-v", SERNO, PP, "prog.hex"], ["--fault", "busy-longer=30"], status=10)
+def cells(changes, base=FLASH_BIN):
+    return image(8192, {a: bytes([v]) for a, v in changes.items()}, base)
 
 
 def serno_bytes(number):
     return {0x100 + i: number >> 8 * i & 0xFF for i in range(4)}
 
 
+def run(name, chip, args, status, body, stored=None, files=None, steps=(), **options):
+    """A run on a chip whose counter holds `stored` (no FLASH import when stored is None)."""
+    files = dict(FILES, **(files or {}), **({} if stored is None else {"stored.bin": counter_flash(chip, stored)}))
+    start = step(None, ["--chip", chip] + ([] if stored is None else ["--flash-in", "stored.bin"]))
+    return prog(name, args, status, NOT + body, chip=chip, files=files, steps=[start, *steps], **options)
+
+
+def counter(value):
+    return "Writing erase counter = %d\n" % value + WRITTEN
+
+
 def unshrinkable(text):
-    """The name of a file holding `text` that opens for reading and writing but cannot be truncated
-    (a sealed memory file of this process, open while the cases run)."""
+    """A file that opens for reading and writing but cannot be truncated (a sealed memory file of this process)."""
     fd = os.memfd_create("serial", os.MFD_ALLOW_SEALING)
     os.write(fd, text.encode())
     fcntl.fcntl(fd, fcntl.F_ADD_SEALS, fcntl.F_SEAL_SHRINK)
@@ -71,99 +49,90 @@ def unshrinkable(text):
 
 SEALED = unshrinkable("41\n")
 
-
 CASES = [
     # The erase counter.
-    run("counter 5 becomes 6", "mega8", ["-e", "-n", "-w", "-v", "prog.hex"], 0, NOT + "Read number of erases 5\n"
-        + ERASED + counter_written(6) + op("Verifying CODE memory", result=" passed\n")
-        + op("Programming CODE memory") + op("Verifying CODE memory", result=" passed\n") + END_OK, stored=5,
+    run("counter 5 becomes 6", "mega8", ["-e", "-n", "-w", "-v", "prog.hex"], 0, "Read number of erases 5\n" + ERASED
+        + counter(6) + VERIFIED + WRITTEN + VERIFIED + END_OK, stored=5,
         check=chip_holds(counter_flash("mega8", 6, FLASH_BIN))),
-    run("counter not initialized becomes 1", "mega8", ["-e", "-n"], 0, NOT + "Number of erases not initialized\n"
-        + ERASED + counter_written(1) + END_OK, check=chip_holds(counter_flash("mega8", 1))),
-    run("counter 65534 writes nothing", "mega8", ["-e", "-n"], 0, NOT + "Read number of erases 65534\n" + ERASED
-        + END_OK, stored=65534, check=chip_holds(counter_flash("mega8", None))),
-    run("counter read without an erase", "mega8", ["-n", "-r", "-c", "read.hex"], 0, NOT + "Read number of erases 5\n"
+    run("counter not initialized becomes 1", "mega8", ["-e", "-n"], 0, "Number of erases not initialized\n" + ERASED
+        + counter(1) + END_OK, check=chip_holds(counter_flash("mega8", 1))),
+    run("counter 65534 writes nothing", "mega8", ["-e", "-n"], 0, "Read number of erases 65534\n" + ERASED + END_OK,
+        stored=65534, check=chip_holds(counter_flash("mega8", None))),
+    run("counter read without an erase", "mega8", ["-n", "-r", "-c", "read.hex"], 0, "Read number of erases 5\n"
         + FUSES["mega8"] + op("Reading CODE memory", 8190) + END_OK, stored=5,
         check=chip_holds(counter_flash("mega8", 5))),
-    run("counter forced to 7", "mega8", ["-e", "-n7"], 0, NOT + "Read number of erases 5\nNumber of erases forced to 7\n"
-        + ERASED + counter_written(7) + END_OK, stored=5, check=chip_holds(counter_flash("mega8", 7))),
-    run("counter above 128 KB", "mega2560", ["-e", "-n"], 0, NOT + "Read number of erases 5\nDevice erased\n"
-        + detected("mega2560") + FUSES["mega2560"] + counter_written(6) + END_OK, stored=5,
-        vtarget=["--trace", "run.trace"],  # bank 1 of the word address 0x1FFFF, then its two bytes
+    run("counter forced to 7", "mega8", ["-e", "-n7"], 0, "Read number of erases 5\nNumber of erases forced to 7\n"
+        + ERASED + counter(7) + END_OK, stored=5, check=chip_holds(counter_flash("mega8", 7))),
+    run("counter above 128 KB", "mega2560", ["-e", "-n"], 0, "Read number of erases 5\nDevice erased\n"
+        + detected("mega2560") + FUSES["mega2560"] + counter(6) + END_OK, stored=5, vtarget=["--trace", "run.trace"],
+        # bank 1 of the word address 0x1FFFF, then its two bytes
         check=all_of(chip_holds(counter_flash("mega2560", 6)), sends("4D 00 01 00", "20 FF FF 00", "28 FF FF 00"))),
     run("counter cells used by code", "tiny13", ["-e", "-n", "-w", "-v", "full.hex"], 0,
-        NOT + "Number of erases not initialized\nDevice erased\n" + detected("tiny13|tiny13A") + FUSES["tiny13"]
+        "Number of erases not initialized\nDevice erased\n" + detected(T13) + FUSES["tiny13"]
         + "Can't write number of erases, locations used for code\n" + op("Programming CODE memory", 1024)
-        + op("Verifying CODE memory", 1024, result=" passed\n") + END_OK,
-        files={"full.hex": make_hex({0: FULL})}, ident=detected("tiny13|tiny13A"), check=chip_holds(FULL)),
+        + op("Verifying CODE memory", 1024, result=" passed\n") + END_OK, files={"full.hex": make_hex({0: FULL})},
+        check=chip_holds(FULL)),
     run("counter cells used by code, verify only", "tiny13", ["-n", "-v", "full.hex"], 0,
-        NOT + "Number of erases not initialized\n" + FUSES["tiny13"]
-        + "Ignore -n switch, top two flash bytes used for code\n"
+        "Number of erases not initialized\n" + FUSES["tiny13"] + "Ignore -n switch, top two flash bytes used for code\n"
         + op("Verifying CODE memory", 1024, result=" passed\n") + END_OK,
-        files={"full.hex": make_hex({0: FULL}), "full.bin": FULL}, ident=detected("tiny13|tiny13A"),
-        steps=[step(None, ["--flash-in", "full.bin"])]),
-    run("counter of an unknown chip", "mega8", ["-e", "-n"], 30, NOT
-        + "Can't read number of erases from unknown or locked chip\nNumber of erases forced to 1\nDevice erased\n"
-        + "Device connected, but not recognised, ID: 0x1E9999\nCan't continue\n" + END_FAIL,
-        vtarget=["--fault", "signature=1E9999"], ident="Device connected, but not recognised, ID: 0x1E9999\n"),
+        files={"full.hex": make_hex({0: FULL}), "full.bin": FULL}, steps=[step(None, ["--flash-in", "full.bin"])]),
+    run("counter of an unknown chip", "mega8", ["-e", "-n"], 30, "Can't read number of erases from unknown or locked "
+        "chip\nNumber of erases forced to 1\nDevice erased\n" + UNKNOWN + "Can't continue\n" + END_FAIL,
+        vtarget=["--fault", "signature=1E9999"], ident=UNKNOWN),
 
     # Special cells: all three commands in one run, into plain bytes, an LDI and the EEPROM.
-    run("OSCCAL, SERNO and BYTES", "mega8", CELLS, 0, NOT
-        + "OSCCAL1-3 inserted to CODE memory at 0x%X as part of LDI command\n" % LDI + "Chip serial number is 41\n" + ERASED + op("Programming CODE memory")
-        + op("Verifying CODE memory", result=" passed\n") + op("Programming DATA memory")
-        + op("Verifying DATA memory", result=" passed\n") + END_OK, files={"serial.txt": "41"},
-        check=all_of(file_is("serial.txt", "42\n"), chip_holds(patched(FLASH_BIN, 8192, {
+    run("OSCCAL, SERNO and BYTES", "mega8", ["-ew", "-v", "-c?OSCCAL1=%X,-3" % LDI, SERNO, "-c*BYTES3=10,A1B2C3",
+                                             "prog.hex", "prog.eep"], 0,
+        "OSCCAL1-3 inserted to CODE memory at 0x%X as part of LDI command\n" % LDI + "Chip serial number is 41\n"
+        + ERASED + WRITTEN + VERIFIED + op("Programming DATA memory") + op("Verifying DATA memory", result=" passed\n")
+        + END_OK, files={"serial.txt": "41"},
+        check=all_of(file_is("serial.txt", "42\n"), chip_holds(cells({
             **serno_bytes(41), 0x10: 0xA1, 0x11: 0xB2, 0x12: 0xC3,
             LDI: FLASH_BIN[LDI] & 0xF0 | LDI_VALUE & 0x0F, LDI + 1: FLASH_BIN[LDI + 1] & 0xF0 | LDI_VALUE >> 4}),
             padded(EEPROM_BIN, 512)))),
-    run("OSCCAL into plain FLASH", "mega8", ["-w", "-c*OSCCAL=110", "prog.hex"], 0, NOT
-        + "OSCCAL0 inserted to CODE memory at 0x110 \n" + FUSES["mega8"] + op("Programming CODE memory") + END_OK,
-        check=chip_holds(patched(FLASH_BIN, 8192, {0x110: OSCCAL["mega8"][0]}))),
-    run("OSCCAL into EEPROM clamped at 0", "mega8", ["-w", "-d*OSCCAL3=2,-200", "-d", "prog.eep"], 0, NOT
-        + "Warning: corrected osccal value limited by 0x00\nOSCCAL3-200 inserted to DATA memory at 0x2 \n"
+    run("OSCCAL into plain FLASH", "mega8", ["-w", "-c*OSCCAL=110", "prog.hex"], 0, "OSCCAL0 inserted to CODE memory"
+        " at 0x110 \n" + FUSES["mega8"] + WRITTEN + END_OK, check=chip_holds(cells({0x110: OSCCAL[0]}))),
+    run("OSCCAL into EEPROM clamped at 0", "mega8", ["-w", "-d*OSCCAL3=2,-200", "-d", "prog.eep"], 0,
+        "Warning: corrected osccal value limited by 0x00\nOSCCAL3-200 inserted to DATA memory at 0x2 \n"
         + FUSES["mega8"] + op("Programming DATA memory") + END_OK,
-        check=chip_holds(eeprom=patched(EEPROM_BIN, 512, {2: 0x00}))),
-    run("OSCCAL clamped at 0xFF", "mega8", ["-w", "-c*OSCCAL2=100,+200", "prog.hex"], 0, NOT
-        + "Warning: corrected osccal value limited by 0xFF\nOSCCAL2+200 inserted to CODE memory at 0x100 \n"
-        + FUSES["mega8"] + op("Programming CODE memory") + END_OK,
-        check=chip_holds(patched(FLASH_BIN, 8192, {0x100: 0xFF}))),
+        check=chip_holds(eeprom=image(512, {2: b"\0"}, EEPROM_BIN))),
+    run("OSCCAL clamped at 0xFF", "mega8", ["-w", "-c*OSCCAL2=100,+200", "prog.hex"], 0, "Warning: corrected osccal "
+        "value limited by 0xFF\nOSCCAL2+200 inserted to CODE memory at 0x100 \n" + FUSES["mega8"] + WRITTEN + END_OK,
+        check=chip_holds(cells({0x100: 0xFF}))),
     # A good run, a failed one and another good one: the failure does not use up a number.
-    run("serial numbers across runs", "mega8", ["-ew", "-v", SERNO, "prog.hex"], 0, NOT + "Chip serial number is 42\n"
-        + ERASED + op("Programming CODE memory") + op("Verifying CODE memory", result=" passed\n") + END_OK,
-        files={"serial.txt": "41\n"}, steps=[step(["+mega8", "-ew", SERNO, PP, "prog.hex"]), FAILED_WRITE],
-        check=all_of(file_is("serial.txt", "43\n"), chip_holds(patched(FLASH_BIN, 8192, serno_bytes(42))))),
-    run("verify only leaves the serial number", "mega8", ["-v", SERNO, "prog.hex"], 0, NOT
-        + "Chip serial number is 41\n" + FUSES["mega8"] + op("Verifying CODE memory", result=" passed\n") + END_OK,
-        files={"serial.txt": "41", "first.txt": "41"},
+    run("serial numbers across runs", "mega8", ["-ew", "-v", SERNO, "prog.hex"], 0, "Chip serial number is 42\n"
+        + ERASED + WRITTEN + VERIFIED + END_OK, files={"serial.txt": "41\n"},
+        steps=[step(["+mega8", "-ew", SERNO, PP, "prog.hex"]),
+               step(["+mega8", "-ew", "-v", SERNO, PP, "prog.hex"], ["--fault", "busy-longer=30"], status=10)],
+        check=all_of(file_is("serial.txt", "43\n"), chip_holds(cells(serno_bytes(42))))),
+    run("verify only leaves the serial number", "mega8", ["-v", SERNO, "prog.hex"], 0, "Chip serial number is 41\n"
+        + FUSES["mega8"] + VERIFIED + END_OK, files={"serial.txt": "41", "first.txt": "41"},
         steps=[step(["+mega8", "-ew", "-c*SERNO4=100,first.txt", PP, "prog.hex"])],
         check=all_of(file_is("serial.txt", "41"), file_is("first.txt", "42\n"))),
-    run("serial number wraps to 0 after 32 bits", "mega8", ["-w", SERNO, "prog.hex"], 0, NOT
-        + "Chip serial number is 4294967295\n" + FUSES["mega8"] + op("Programming CODE memory") + END_OK,
-        files={"serial.txt": "4294967295\n"},
-        check=all_of(file_is("serial.txt", "0\n"), chip_holds(patched(FLASH_BIN, 8192, serno_bytes(0xFFFFFFFF))))),
-    run("serial number file not rewritable", "mega8", ["-w", "-c*SERNO4=100," + SEALED, "prog.hex"], 50, NOT
-        + "Chip serial number is 41\n" + FUSES["mega8"] + op("Programming CODE memory")
+    run("serial number wraps to 0 after 32 bits", "mega8", ["-w", SERNO, "prog.hex"], 0, "Chip serial number is "
+        "4294967295\n" + FUSES["mega8"] + WRITTEN + END_OK, files={"serial.txt": "4294967295\n"},
+        check=all_of(file_is("serial.txt", "0\n"), chip_holds(cells(serno_bytes(0xFFFFFFFF))))),
+    run("serial number file not rewritable", "mega8", ["-w", "-c*SERNO4=100," + SEALED, "prog.hex"], 50,
+        "Chip serial number is 41\n" + FUSES["mega8"] + WRITTEN
         + "Can't write %s\nnext serial number is 42\nOperation not permitted\nReset pin released\n" % SEALED),
-    run("special cells ignored without write or verify", "mega8", ["-e", "-c*SERNO4=100,missing.txt"], 0, NOT
-        + ERASED + END_OK),
-
+    run("special cells ignored without write or verify", "mega8", ["-e", "-c*SERNO4=100,missing.txt"], 0,
+        ERASED + END_OK),
     # Refusals.
     run("no such calibration byte", "mega8", ["-w", "-c*OSCCAL4=100", "prog.hex"], 70,
-        NOT + "OSCCAL4 not exist in selected chip\n" + END_FAIL),
+        "OSCCAL4 not exist in selected chip\n" + END_FAIL),
     run("destination beyond the counter", "mega8", ["-w", "-n", "-c*OSCCAL=1FFE", "prog.hex"], 70,
-        NOT + "OSCCAL destination address too large\n" + END_FAIL),
+        "OSCCAL destination address too large\n" + END_FAIL),
     run("LDI destination too large", "mega8", ["-w", "-c?SERNO2=1FFD,serial.txt", "prog.hex"], 70,
-        NOT + "SERNO destination address too large\n" + END_FAIL, files={"serial.txt": "7"},
+        "SERNO destination address too large\n" + END_FAIL, files={"serial.txt": "7"},
         check=file_is("serial.txt", "7")),
     run("no EEPROM image", "mega8", ["-w", "-d*OSCCAL=2", "prog.hex"], 70,
-        NOT + "No hex records for EEPROM, can't insert OSCCAL\n" + END_FAIL),
+        "No hex records for EEPROM, can't insert OSCCAL\n" + END_FAIL),
     run("cell outside the image", "mega8", ["-w", "-c*BYTES2=200,A1B2", "prog.hex"], 50,
-        NOT + "HEX record for BYTES not found\n" + END_FAIL),
+        "HEX record for BYTES not found\n" + END_FAIL),
     run("serial number length", "mega8", ["-w", "-c*SERNO5=100,serial.txt", "prog.hex"], 70,
-        NOT + "Invalid SERNO length\n" + END_FAIL, files={"serial.txt": "7"}),
+        "Invalid SERNO length\n" + END_FAIL, files={"serial.txt": "7"}),
     run("serial number file missing", "mega8", ["-w", SERNO, "prog.hex"], 70,
-        NOT + "Can't open file 'serial.txt'\nNo such file or directory\n" + "Reset pin released\n"),
-    run("serial number unreadable", "mega8", ["-w", SERNO, "prog.hex"], 50,
-        NOT + "Can't read serial.txt\n<*>\nReset pin released\n", files={"serial.txt": "abc"},
-        check=file_is("serial.txt", "abc")),
+        "Can't open file 'serial.txt'\nNo such file or directory\n" + "Reset pin released\n"),
+    run("serial number unreadable", "mega8", ["-w", SERNO, "prog.hex"], 50, "Can't read serial.txt\n<*>\n"
+        "Reset pin released\n", files={"serial.txt": "abc"}, check=file_is("serial.txt", "abc")),
 ]

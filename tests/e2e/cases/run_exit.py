@@ -1,79 +1,42 @@
-# How a run ends on the adapter: after success the OK LED, after any failure
-# the error LED, and in every case reset released, buffer disabled and power
-# off, in that order (the virtual target's trace records the line changes and
-# the levels at exit), also under every fault the virtual target can inject, on
-# the parallel port and on each FTDI chip. Also the place of the lock bits
-# around a fuse write.
-import os
+# How a run ends on the adapter: the OK LED after success, the error LED after any failure, then reset released,
+# buffer disabled and power off in that order (the virtual target's trace records the line changes and the levels
+# at exit), under every fault the virtual target can inject, on the parallel port and on each FTDI chip. Also the
+# place of the lock bits around a fuse write.
+from zindle_e2e import *  # noqa: F401,F403
 
-from programming_e2e import END_FAIL, END_OK, FUSES, PP, command, data, detected, exact, fuses, isp_sent, op
-from zindle_e2e import case, expect as contains
-
-M8 = "mega8|mega8A"
 MAP = "mosi=D0:miso=BUSY:sck=D1:reset=D2:enable=~D7:led_ok=D3:led_error=D4:power=D5"
-FILES = {"prog.hex": data("small_flash.hex")}
-UP = "Adapter ''\nPower ON\nAdapter enabled\n"
-DOWN_OK = "Total time T\nReset pin released\nAdapter disabled\nPower OFF\n"
-DOWN_FAIL = "\nReset pin released\nAdapter disabled\nPower OFF\n"
+ADAPTER = {"lpt": ["-am:" + MAP, PP], "ft2232c": ["-aft2232"], "ft2232h": ["-aft2232h"], "ft4232h": ["-aft4232h"]}
+LPT_LINES = ["--wiring", "map:" + MAP, "--power", "adapter"]
+ERASED = "Device erased\n" + detected(M8) + FUSES["mega8"]
+UP, DOWN = "Adapter ''\nPower ON\nAdapter enabled\n", "Reset pin released\nAdapter disabled\nPower OFF\n"
 
 
-def trace(work):
-    with open(os.path.join(work, "run.trace")) as f:
-        return [line.split()[1:] for line in f if " isp " not in line]
-
-
-def ends_with(*events):
-    """The last line changes are these, in this order, and the exit line shows them."""
+def released(switches, want, order=True):
+    """At exit the last line changes are `want` in this order (unless not `order`) and the exit line shows them; a
+    channel put into MPSSE mode has been given back to its reset mode, unless -az keeps its pins as inputs."""
     def check(work, run_vtarget):
-        lines = trace(work)
-        last = [" ".join(l) for l in lines[-len(events) - 1:-1]]
-        if last != list(events):
-            return "last line changes %s, expected %s" % (last, list(events))
+        lines = [line for line in trace(work) if line[0] != "isp"]
+        if not lines:
+            return None  # the library was refused before anything was driven
+        last = [" ".join(line) for line in lines[-len(want) - 1:-1]]
+        if order and last != want:
+            return "last line changes %s, expected %s" % (last, want)
         levels = dict(zip(lines[-1][1::2], lines[-1][2::2]))
-        for event in events:
-            signal, level = event.split()
-            if levels.get(signal) != level:
-                return "exit line %s" % " ".join(lines[-1])
+        if any(levels.get(w.split()[0]) != w.split()[1] for w in want if "led" not in w):
+            return "exit line %s" % " ".join(lines[-1])
+        modes = [line[-1] for line in lines if line[-3:-1] == ["bit", "mode"]]
+        if "-az" not in switches and modes and modes[-1] != "00":
+            return "bit modes %s: the channel was not reset" % modes
         return None
     return check
 
 
-OK_END = ends_with("led_ok high", "reset high", "enable low", "power low")
-ERROR_END = ends_with("led_error high", "reset high", "enable low", "power low")
-ERASED = "Device erased\n" + detected(M8) + FUSES["mega8"]
-
-# Name, vtarget faults, switches, status, output between power-up and power-down, check.
-ENDINGS = [
-    ("success", [], ["-ew"], 0, detected(M8) + "Chip not locked\n" + ERASED + op("Programming CODE memory"), OK_END),
-    ("unknown chip", ["--fault", "signature=1E9999"], ["-ew"], 30,
-     "Device connected, but not recognised, ID: 0x1E9999\nChip not locked\nDevice erased\n"
-     "Device connected, but not recognised, ID: 0x1E9999\nCan't continue\n", ERROR_END),
-    ("no answer", ["--fault", "no-answer"], ["-ew"], 40, "Can't resync\n", ERROR_END),
-    ("poll timeout", ["--fault", "busy-longer=40"], ["-ewp"], 10, detected(M8) + "Chip not locked\n" + ERASED
-     + "Programming CODE memory\nPoll: can't write page at 0x0\n", ERROR_END),
-]
+def down(led):
+    return [led + " high", "reset high", "enable low", "power low"]
 
 
-def ending(name, faults, switches, status, body, check):
-    args = ["+mega8", "-am:" + MAP, PP, *switches, "prog.hex"]
-    return case("lines at exit: %s" % name, args, status, exact(
-        command(*args) + UP + body + (DOWN_OK if status == 0 else DOWN_FAIL)), files=FILES,
-        vtarget=["--wiring", "map:" + MAP, "--power", "adapter", "--trace", "run.trace", *faults], check=check)
-
-
-def instruction_order(first, second):
-    """In the trace, the instruction beginning `first` comes before the one beginning `second`."""
-    def check(work, run_vtarget):
-        isp = isp_sent(work)
-        where = [next((i for i, l in enumerate(isp) if l.startswith(p)), None) for p in (first, second)]
-        return None if None not in where and where[0] < where[1] else "order of %s and %s: %s" % (first, second, where)
-    return check
-
-
-# Every fault of the virtual target on the parallel port and on each FTDI chip:
-# status, message, and the lines as the release leaves them.
-# Fault, switches and files, status, message; the adapters it applies to.
 CHIP = ("lpt", "ft2232c", "ft2232h", "ft4232h")
+# Fault, switches, status, message; the adapters it applies to.
 FAULTS = [
     ("no-answer", ["-ew", "prog.hex"], 40, "Can't resync\n", CHIP),
     ("out-of-step=2", [], 0, "Total time ", CHIP),
@@ -92,52 +55,46 @@ FAULTS = [
     ("missing-function=FT_Write", [], 70, "Can't get function 'FT_Write'", CHIP[1:]),
     ("no-ftdi", [], 70, "Can't open FTDI device with description", CHIP[1:]),
 ]
-ADAPTER = {"lpt": ["-am:" + MAP, PP], "ft2232c": ["-aft2232"], "ft2232h": ["-aft2232h"], "ft4232h": ["-aft4232h"]}
+CASES = [case("%s on %s %s" % (fault, adapter, " ".join(switches)), ["+mega8", *ADAPTER[adapter], *switches],
+              status, expect(message), files=FILES,
+              vtarget=[*(LPT_LINES if adapter == "lpt" else ["--ftdi", adapter]), "--fault", fault, "--trace",
+                       "run.trace"],
+              check=released(switches, ["reset high"], False) if adapter != "lpt" else
+              released(switches, down("led_error" if status else "led_ok"), "release" not in fault))
+         for fault, switches, status, message, adapters in FAULTS for adapter in adapters]
+
+LOCK_FIRST, LOCK_LAST = ["-l+2", "-w", "-fCKSEL=4"], ["-l2", "-w", "-fCKSEL=4"]
+LOCKED = "Device locked to level 2!\n"
+NEW = "New fuses value"
 
 
-def released(adapter, switches):
-    """At exit reset is released (on the port also buffer and power off); a channel put into MPSSE
-    mode has been given back to its reset mode, unless -az keeps it with the programming pins as inputs."""
+def instruction_order(first, second):
+    """In the trace, the instruction beginning `first` comes before the one beginning `second`."""
     def check(work, run_vtarget):
-        lines = trace(work)
-        if not lines:
-            return None  # the library was refused before anything was driven
-        levels = dict(zip(lines[-1][1::2], lines[-1][2::2]))
-        want = {"reset": "high"} if adapter != "lpt" else {"reset": "high", "enable": "low", "power": "low"}
-        if any(levels.get(k) != v for k, v in want.items()):
-            return "exit line %s" % " ".join(lines[-1])
-        modes = [l[-1] for l in lines if l[-3:-1] == ["bit", "mode"]]
-        if "-az" not in switches and modes and modes[-1] != "00":
-            return "bit modes %s: the channel was not reset" % modes
-        return None
+        isp = isp_sent(work)
+        where = [next((i for i, line in enumerate(isp) if line.startswith(p)), None) for p in (first, second)]
+        return None if None not in where and where[0] < where[1] else "order of %s and %s: %s" % (first, second, where)
     return check
 
 
-def fault_end(fault, switches, status, message, adapter):
-    args = ["+mega8", *ADAPTER[adapter], *switches]
-    where = ["--wiring", "map:" + MAP, "--power", "adapter"] if adapter == "lpt" else ["--ftdi", adapter]
-    return case("%s on %s %s" % (fault, adapter, " ".join(switches)), args, status, contains(message), files=FILES,
-                vtarget=[*where, "--fault", fault, "--trace", "run.trace"], check=released(adapter, switches))
-
-
-LOCK_FIRST = ["+mega8", "-l+2", "-w", "-fCKSEL=4", PP]
-LOCK_LAST = ["+mega8", "-l2", "-w", "-fCKSEL=4", PP]
-LOCKED = "Device locked to level 2!\n"
-
-CASES = [ending(*row) for row in ENDINGS] + [
-    fault_end(*row[:4], adapter) for row in FAULTS for adapter in row[4]] + [
+CASES += [
+    # The whole output of a good and a failed run with power, buffer and LEDs.
+    prog("lines at exit: success", ["-am:" + MAP, PP, "-ew", "prog.hex"], 0, NOT + ERASED
+         + op("Programming CODE memory") + "Total time T\n" + DOWN, ident=UP + detected(M8), port=None,
+         vtarget=LPT_LINES + ["--trace", "run.trace"], check=released([], down("led_ok"))),
+    prog("lines at exit: poll timeout", ["-am:" + MAP, PP, "-ewp", "prog.hex"], 10, NOT + ERASED
+         + "Programming CODE memory\nPoll: can't write page at 0x0\n\n" + DOWN, ident=UP + detected(M8), port=None,
+         vtarget=LPT_LINES + ["--trace", "run.trace", "--fault", "busy-longer=40"],
+         check=released([], down("led_error"))),
     # The default adapter on the default port (LPT2 through direct I/O).
-    case("default adapter after a failure", ["+mega8", "-ew", "prog.hex"], 30, exact(
-        command("+mega8", "-ew", "prog.hex") + detected("mega16|mega16A") + "Chip not locked\n"
-        + "Requested <mega8>, detected <mega16|mega16A>\nCan't continue\n" + END_FAIL), files=FILES,
-        vtarget=["--chip", "mega16", "--trace", "run.trace"], check=ends_with("reset high")),
+    prog("default adapter after a failure", ["-ew", "prog.hex"], 30, NOT + "Requested <mega8>, detected "
+         "<mega16|mega16A>\nCan't continue\n" + END_FAIL, vtarget=["--chip", "mega16", "--trace", "run.trace"],
+         port=None, ident=detected("mega16|mega16A"), check=released([], ["reset high"])),
     # Locked first, the chip takes no more fuse changes: the read-back shows the old CKSEL.
-    case("lock bits before the fuses", LOCK_FIRST, 0, exact(
-        command(*LOCK_FIRST) + detected(M8) + "Chip not locked\n" + FUSES["mega8"] + LOCKED
-        + "Programming fuses\n" + fuses("mega8", _LOCK="0xFC").replace("Fuses ", "New fuses value") + END_OK),
-        vtarget=["--trace", "run.trace"], check=instruction_order("AC E0", "AC A0")),
-    case("lock bits after the fuses", LOCK_LAST, 0, exact(
-        command(*LOCK_LAST) + detected(M8) + "Chip not locked\n" + FUSES["mega8"] + "Programming fuses\n"
-        + fuses("mega8", _LOW="0xE4", CKSEL=4).replace("Fuses ", "New fuses value") + LOCKED + END_OK),
-        vtarget=["--trace", "run.trace"], check=instruction_order("AC A0", "AC E0")),
+    prog("lock bits before the fuses", LOCK_FIRST, 0, NOT + FUSES["mega8"] + LOCKED + "Programming fuses\n"
+         + fuses("mega8", _LOCK="0xFC").replace("Fuses ", NEW) + END_OK, vtarget=["--trace", "run.trace"],
+         check=instruction_order("AC E0", "AC A0")),
+    prog("lock bits after the fuses", LOCK_LAST, 0, NOT + FUSES["mega8"] + "Programming fuses\n"
+         + fuses("mega8", _LOW="0xE4", CKSEL=4).replace("Fuses ", NEW) + LOCKED + END_OK,
+         vtarget=["--trace", "run.trace"], check=instruction_order("AC A0", "AC E0")),
 ]
