@@ -84,25 +84,15 @@ TEST(FuseSets, SelectedChipsByteByByte) {
   const struct {
     const char *chip, *lock, *low, *high, *ext;
   } cases[] = {
-      {"90S4434", "-", "FSTRT 0", "-", "-"},
       {"90S4433", "-", "BODLEVEL 4, BODEN 3, CKSEL 2..0", "-", "-"},
-      {"tiny22", "-", "RCEN 0", "-", "-"},
       {"tiny13", "-", "EESAVE 6, WDTON 5, CKDIV 4, SUT 3..2, CKSEL 1..0",
        "SELFPRGEN 4, DWEN 3, BODLEVEL 2..1, RSTDISBL 0", "-"},
       {"tiny2313", "-", "CKDIV 7, CKOUT 6, SUT 5..4, CKSEL 3..0",
        "DWEN 7, EESAVE 6, WDTON 4, BODLEVEL 3..1, RSTDISBL 0", "SELFPRGEN 0"},
       {"mega8", "BLB1 5..4, BLB0 3..2", "BODLEVEL 7, BODEN 6, SUT 5..4, CKSEL 3..0",
        "RSTDISBL 7, WDTON 6, CKOPT 4, EESAVE 3, BOOTSZ 2..1, BOOTRST 0", "-"},
-      {"mega128", "BLB1 5..4, BLB0 3..2", "BODLEVEL 7, BODEN 6, SUT 5..4, CKSEL 3..0",
-       "OCDEN 7, JTAGEN 6, CKOPT 4, EESAVE 3, BOOTSZ 2..1, BOOTRST 0", "M103C 1, WDTON 0"},
       {"mega328P", "BLB1 5..4, BLB0 3..2", "CKDIV 7, CKOUT 6, SUT 5..4, CKSEL 3..0",
        "RSTDISBL 7, DWEN 6, WDTON 4, EESAVE 3, BOOTSZ 2..1, BOOTRST 0", "BODLEVEL 2..0"},
-      {"mega2560", "BLB1 5..4, BLB0 3..2", "CKDIV 7, CKOUT 6, SUT 5..4, CKSEL 3..0",
-       "OCDEN 7, JTAGEN 6, WDTON 4, EESAVE 3, BOOTSZ 2..1, BOOTRST 0", "BODLEVEL 2..0"},
-      {"90pwm81", "BLB1 5..4, BLB0 3..2", "CKDIV 7, CKOUT 6, SUT 5..4, CKSEL 3..0",
-       "RSTDISBL 7, DWEN 6, WDTON 4, EESAVE 3, BOOTSZ 2..1, BOOTRST 0",
-       "PSC2RB 7, PSC2RBA 6, PSCRRB 5, PSCRV 4, PSCINRB 3, BODLEVEL 2..0"},
-      {"mega8HVA", "-", "WDTON 7, EESAVE 6, DWEN 4, SELFPRGEN 3, SUT 2..0", "-", "-"},
       {"mega32HVB", "BLB1 5..4, BLB0 3..2", "WDTON 7, EESAVE 6, SUT 4..2",
        "DUVRDINIT 4, DWEN 3, BOOTSZ 2..1, BOOTRST 0", "-"},
   };

@@ -17,16 +17,13 @@ namespace {
 class fake_identity : public identity_calls {
  public:
   fake_identity(std::array<uid_t, 3> u, std::array<gid_t, 3> g) : uid(u), gid(g) {}
-
   int get_uids(uid_t& r, uid_t& e, uid_t& s) override { return r = uid[0], e = uid[1], s = uid[2], 0; }
   int get_gids(gid_t& r, gid_t& e, gid_t& s) override { return r = gid[0], e = gid[1], s = gid[2], 0; }
   int set_uids(uid_t r, uid_t e, uid_t s) override { return set("setresuid", uid, {r, e, s}); }
   int set_gids(gid_t r, gid_t e, gid_t s) override { return set("setresgid", gid, {r, e, s}); }
   int get_groups(std::vector<gid_t>& list) override { return list = groups, 0; }
   int set_groups(const std::vector<gid_t>& list) override {
-    if (!allowed("setgroups", uid[1] == 0)) return -1;
-    groups = list;
-    return 0;
+    return allowed("setgroups", uid[1] == 0) ? (groups = list, 0) : -1;
   }
 
   std::array<uid_t, 3> uid;
@@ -43,14 +40,12 @@ class fake_identity : public identity_calls {
     return true;
   }
   template <typename Id>
-  int set(const char* name, std::array<Id, 3>& ids, std::array<Id, 3> wanted) {
-    std::string call = name;
-    const char* separator = "(";
+  int set(std::string call, std::array<Id, 3>& ids, std::array<Id, 3> wanted) {
     bool permitted = true;
-    for (Id id : wanted) {
-      call += separator + (id == Id(-1) ? "-" : std::to_string(id));
-      separator = ",";
-      if (id != Id(-1) && std::find(ids.begin(), ids.end(), id) == ids.end() && uid[1] != 0) permitted = false;
+    for (int i = 0; i < 3; ++i) {
+      call += (i == 0 ? "(" : ",") + (wanted[i] == Id(-1) ? "-" : std::to_string(wanted[i]));
+      if (wanted[i] != Id(-1) && std::find(ids.begin(), ids.end(), wanted[i]) == ids.end() && uid[1] != 0)
+        permitted = false;
     }
     if (!allowed(call + ")", permitted)) return -1;
     for (int i = 0; i < 3; ++i)
@@ -125,14 +120,10 @@ TEST(Privileges, FailedSwitchStopsTheRun) {
     kernel.anything_goes = *row.fail_call == '\0';
     privileges p(kernel);
     message_capture capture;
+    void (privileges::*const steps[])() = {&privileges::start_as_real_user, &privileges::regain, &privileges::drop};
     int step = 0, code = 0;
     try {
-      p.start_as_real_user();
-      step = 1;
-      p.regain();
-      step = 2;
-      p.drop();
-      step = 3;
+      for (; step < 3; ++step) (p.*steps[step])();
     } catch (const app_error& e) {
       report(0, "%s\n", e.what());
       code = e.code;

@@ -35,28 +35,6 @@ TEST(Signals, SigintDuringByteModeReadStopsAtTheNextInstruction) {
   EXPECT_EQ(status_of(check_terminated), -1) << "the signal is handled once";
 }
 
-TEST(Signals, SigtermDuringPageWriteEndsAfterThePageWasSent) {
-  chip_bench b("tiny13", "tiny13");
-  b.start();
-  check_terminated();
-  settings.write_flags = write_flag_write | write_flag_polling;  // RDY/BSY polling loop
-  isp_chip.memory = 0;
-  setup_polling(0);
-  bool raised = false;
-  b.adapter->on_byte = [&] {
-    if (!raised && b.adapter->bytes > 60) {
-      raised = true;
-      raise(SIGTERM);
-    }
-  };
-  EXPECT_EQ(status_of([&] {
-    for (int i = 0; i < 96; ++i) write_cell(i, uint8_t(i + 1));
-  }), 80);
-  EXPECT_EQ(b.output(), "\nTerminated by user (SIGTERM)\n\n");
-  EXPECT_EQ(b.framed(0x4C).size(), 1u) << "the first page went out whole";
-  for (int a = 0; a < 33; ++a) EXPECT_EQ(b.contents().flash[a], a < 32 ? a + 1 : 0xFF) << a;
-}
-
 // A chip kept busy far beyond the poll's timeout: a signal during the first
 // poll instruction stops the run right after it, not at the timeout.
 TEST(Signals, SigintDuringAWritePollStopsAfterThatPoll) {
@@ -86,12 +64,7 @@ TEST(Signals, SigintDuringAWritePollStopsAfterThatPoll) {
   }
 }
 
-TEST(AdapterKey, RefusedWithoutKeyAndDebounced) {
-  {
-    chip_bench b("mega8", "mega8");
-    EXPECT_EQ(status_of(wait_adapter_key), 70);
-    EXPECT_EQ(b.output(), "Key not defined for given adapter, can't process -k switch\n");
-  }
+TEST(AdapterKey, HeldKeyMustBeReleasedAndSamplesDebounced) {
   adapter_options ao;
   ao.key = true;
   chip_bench b("mega8", "mega8", ao);

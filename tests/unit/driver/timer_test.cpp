@@ -27,14 +27,6 @@ TEST(FormatScaled, ExamplesFromTheUnitRules) {
   }
 }
 
-TEST(Timer, DelaySplitsIntoSecondsAndMicroseconds) {
-  timer t;
-  t.set_delay_ms(2.5f);
-  EXPECT_EQ(std::make_pair(t.delay.sec, t.delay.usec), std::make_pair(0, 2500));
-  t.set_delay_ms(1500);
-  EXPECT_EQ(std::make_pair(t.delay.sec, t.delay.usec), std::make_pair(1, 500000));
-}
-
 // A clock that moves only when told; its sleeps are cut short by a "signal" half-way, `interruptions` times.
 struct interrupting_clock : fake_clock {
   bool sleep(const timespec& want, timespec& rest) override {

