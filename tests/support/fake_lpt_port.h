@@ -1,12 +1,8 @@
-// A parallel port in memory: every register write goes to a log that outlives it (bursts byte by
-// byte); status reads come from a queue, else from a loop-back rule; each access takes its cycle
-// time on the test clock.
+// A parallel port in memory: every register write goes to a log (bursts byte by byte), reads return
+// the registers, and each access takes its cycle time on the test clock.
 #pragma once
 
 #include <cstdint>
-#include <deque>
-#include <functional>
-#include <memory>
 #include <vector>
 
 #include "lpt/lpt_port.h"
@@ -19,51 +15,37 @@ struct port_event {
   bool operator==(const port_event& o) const { return reg == o.reg && value == o.value && burst == o.burst; }
 };
 
-struct port_log {
-  std::vector<port_event> events;
-  bool destroyed = false;
+class fake_lpt_port : public lpt_port {
+ public:
+  explicit fake_lpt_port(float cycle, uint8_t data = 0, uint8_t control = 0) : data_reg(data), control_reg(control) {
+    cycle_time = cycle;
+  }
+  uint8_t read(uint8_t reg) override {
+    access(1);
+    return reg == lpt_data ? data_reg : reg == lpt_control ? control_reg : 0;
+  }
+  void write(uint8_t reg, uint8_t value) override {
+    access(1);
+    events.push_back({reg, value, false});
+    (reg == lpt_data ? data_reg : control_reg) = value;
+  }
+  void write_block(const uint8_t* bytes, uint32_t count) override {
+    for (uint32_t i = 0; i < count; ++i) events.push_back({lpt_data, bytes[i], true});
+    if (count > 0) data_reg = bytes[count - 1];
+    if (fixed_burst_us > 0) test_clock().advance_ns(uint64_t(fixed_burst_us) * 1000);
+    else access(count);
+  }
   std::vector<uint8_t> data_writes() const {
     std::vector<uint8_t> out;
     for (const port_event& e : events)
       if (e.reg == lpt_data) out.push_back(e.value);
     return out;
   }
-};
-
-class fake_lpt_port : public lpt_port {
- public:
-  explicit fake_lpt_port(float cycle, uint8_t data = 0, uint8_t control = 0)
-      : log(std::make_shared<port_log>()), data_reg(data), control_reg(control) {
-    cycle_time = cycle;
-  }
-  ~fake_lpt_port() override { log->destroyed = true; }
-
-  uint8_t read(uint8_t reg) override {
-    access(1);
-    if (reg != lpt_status) return reg == lpt_data ? data_reg : control_reg;
-    if (status_queue.empty()) return loop_back ? loop_back(data_reg, control_reg) : 0;
-    const uint8_t s = status_queue.front();
-    status_queue.pop_front();
-    return s;
-  }
-  void write(uint8_t reg, uint8_t value) override {
-    access(1);
-    log->events.push_back({reg, value, false});
-    (reg == lpt_data ? data_reg : control_reg) = value;
-  }
-  void write_block(const uint8_t* bytes, uint32_t count) override {
-    for (uint32_t i = 0; i < count; ++i) log->events.push_back({lpt_data, bytes[i], true});
-    if (count > 0) data_reg = bytes[count - 1];
-    if (fixed_burst_us > 0) test_clock().advance_ns(uint64_t(fixed_burst_us) * 1000);
-    else access(count);
-  }
 
   int fixed_burst_us = 0;  // a burst of any length takes this long: an infinitely fast port
-  std::shared_ptr<port_log> log;
+  std::vector<port_event> events;
   uint8_t data_reg;
   uint8_t control_reg;
-  std::deque<uint8_t> status_queue;
-  std::function<uint8_t(uint8_t data, uint8_t control)> loop_back;
 
  private:
   void access(uint32_t n) { test_clock().advance_ns(uint64_t(double(cycle_time) * 1000.0 * n)); }

@@ -1,9 +1,10 @@
-// The MPSSE clock divisor and the -p value of the FTDI adapters.
+// The MPSSE clock divisor, the -p value of the FTDI adapters and the names of D2XX codes.
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <string>
 
+#include "ftdi/ft_status.h"
 #include "ftdi/ftdi_port_option.h"
 #include "ftdi/mpsse_clock.h"
 #include "tests/support/message_capture.h"
@@ -37,75 +38,45 @@ TEST(mpsse_clock, divisor_and_base) {
   }
 }
 
-TEST(ftdi_port_option, fills_the_request_from_the_items) {
-  const std::string desc64(64, 'x'), d64 = "d=" + desc64;
+// The lengths at their limits and the items' odd forms; the usual values are opened end to end.
+TEST(ftdi_port_option, items_and_their_limits) {
+  const std::string desc64(64, 'x'), d65 = "d=" + std::string(65, 'y'), long_item = "q=" + std::string(70, 'z');
   const struct {
-    const char* text;
-    uint32_t vid, pid;
+    std::string text, message;  // message empty: accepted
     const char* serial_number;
     const char* description;
   } cases[] = {
-      {"d=Dual RS232-HS B", 0, 0, "", "Dual RS232-HS B"},
-      {"v=0403,p=6010,d=Dual RS232 A", 0x0403, 0x6010, "", "Dual RS232 A"},
-      {"v=0x0403,p=0X6011,s=A", 0x0403, 0x6011, "A", ""},
-      {"s=1234567890123456", 0, 0, "1234567890123456", ""},  // 16 characters: the limit
-      {"s=a,d=b,s=c,d=e", 0, 0, "c", "e"},                    // later items win
-      {"v=zz,p=zz,d=x", 0, 0, "", "x"},                        // not a number: unchanged
-      {"d=a=b", 0, 0, "", "a=b"},
-      {d64.c_str(), 0, 0, "", desc64.c_str()},
+      {"s=1234567890123456", "", "1234567890123456", ""},
+      {"s=a,d=b,s=c,d=e", "", "c", "e"},  // later items win
+      {"v=zz,p=zz,d=x", "", "", "x"},     // not a number: unchanged
+      {"d=a=b", "", "", "a=b"},
+      {"d=" + desc64, "", "", desc64.c_str()},
+      {"V=0403,p=1", "Invalid FT2232 option 'V=0403'\n", "", ""},
+      {"d=a,,s=b", "Invalid FT2232 option ''\n", "", ""},
+      {"d=", "Invalid FT2232 option 'd='\n", "", ""},
+      {"s=12345678901234567", "Serial number too long: 's=12345678901234567'\n", "", ""},
+      {d65 + ",s=1", "Option too long: '" + d65 + "'\n", "", ""},
+      {"s=1," + long_item, "Option too long: '" + long_item + "'\n", "", ""},
   };
   for (const auto& c : cases) {
     ftdi_device_request request;
     strcpy(request.description, "stale");
     message_capture out;
-    ASSERT_EQ(status_of([&] { parse_ftdi_port_option(c.text, request); }), -1) << c.text << ": " << out.text();
-    EXPECT_EQ(request.vid, c.vid) << c.text;
-    EXPECT_EQ(request.pid, c.pid) << c.text;
+    const int code = status_of([&] { parse_ftdi_port_option(c.text.c_str(), request); });
+    EXPECT_EQ(out.text(), c.message) << c.text;
+    EXPECT_EQ(code, c.message.empty() ? -1 : 70) << c.text;
+    if (code != -1) continue;
+    EXPECT_EQ(request.vid, 0u) << c.text;
     EXPECT_STREQ(request.serial_number, c.serial_number) << c.text;
     EXPECT_STREQ(request.description, c.description) << c.text;
-    EXPECT_EQ(out.text(), "");
   }
 }
 
-TEST(ftdi_port_option, refuses_bad_items_with_their_messages) {
-  const std::string d65 = "d=" + std::string(65, 'y'), long_item = "q=" + std::string(70, 'z');
-  const struct {
-    std::string text, message;
-  } cases[] = {
-      {"V=0403,p=1", "Invalid FT2232 option 'V=0403'\n"},
-      {"vid=0403", "Invalid FT2232 option 'vid=0403'\n"},
-      {"d=a,,s=b", "Invalid FT2232 option ''\n"},
-      {"d=", "Invalid FT2232 option 'd='\n"},
-      {"s=12345678901234567", "Serial number too long: 's=12345678901234567'\n"},
-      {d65 + ",s=1", "Option too long: '" + d65 + "'\n"},
-      {"s=1," + long_item, "Option too long: '" + long_item + "'\n"},
-      {"v=0403", "Both VID and PID must be set\n"},
-      {"p=6010,d=x", "Both VID and PID must be set\n"},
-  };
-  for (const auto& c : cases) {
-    ftdi_device_request request;
-    message_capture out;
-    EXPECT_EQ(status_of([&] { parse_ftdi_port_option(c.text.c_str(), request); }), 70) << c.text;
-    EXPECT_EQ(out.text(), c.message) << c.text;
-  }
-}
-
-TEST(ftdi_port_option, without_a_value_uses_the_factory_description_of_channel_a) {
-  const struct {
-    uint32_t type;
-    const char* description;
-  } cases[] = {{6, "Dual RS232-HS A"}, {7, "Quad RS232-HS A"}, {4, "Dual RS232 A"}};
-  for (const auto& c : cases) {
-    ftdi_device_request request;
-    request.type = c.type;
-    request.vid = 5;
-    message_capture out(3);
-    parse_ftdi_port_option(nullptr, request);
-    EXPECT_STREQ(request.description, c.description);
-    EXPECT_EQ(request.vid, 0u);
-    EXPECT_EQ(out.text(), std::string("No FTDI \"port\" switch found\ndevice with default description \"") +
-                              c.description + "\" will be used\n");
-  }
+TEST(ft_status, names_end_at_the_last_code) {
+  EXPECT_STREQ(ft_status_name(19), "FT_DEVICE_LIST_NOT_READY");
+  EXPECT_STREQ(ft_status_name(20), "TOO HIGH ERROR CODE");
+  EXPECT_STREQ(ft_device_type_name(7), "FT_DEVICE_4232H");
+  EXPECT_STREQ(ft_device_type_name(8), "TOO HIGH TYPE CODE");
 }
 
 }  // namespace
