@@ -10,12 +10,10 @@
 
 namespace isp_test {
 
-namespace {
-void reset_chip_access() {
+static void reset_chip_access() {
   isp_chip = isp_chip_state();
   isp_chip.writer[0] = isp_chip.writer[1] = write_byte;
 }
-}  // namespace
 
 chip_bench::chip_bench(const char* kind_name, const char* requested, adapter_options ao, vt::chip_options co,
                        const std::function<void(vt::chip_state&)>& prepare) {
