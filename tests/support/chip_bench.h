@@ -1,6 +1,5 @@
-// A simulated chip behind the test line adapter, installed as the current adapter and as the clock of every
-// timer, with the run settings and the chip-access state reset, the messages captured (debug levels included)
-// and the chip's own trace of the instructions it framed.
+// A simulated chip behind the test line adapter, installed as the current adapter and the timers' clock, with
+// settings and chip-access state reset, messages captured (debug levels too) and the instructions it framed.
 #pragma once
 
 #include <array>

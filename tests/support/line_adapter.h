@@ -1,6 +1,5 @@
-// A test adapter that bit-bangs SPI mode 0 onto a line_target (the chip model) in modelled time, in block or
-// byte mode, and logs its other operations ("reset on", "delay 6", "write_block 260", ...) so tests can check
-// waits, resets and pulses. The target has its own supply; its modelled time is the clock of the program's timers.
+// A test adapter bit-banging SPI mode 0 onto the chip model in modelled time (the timers' clock), in block or byte
+// mode, logging its other operations ("reset on", "delay 6", "write_block 260") for checks of waits and pulses.
 #pragma once
 
 #include <cstdint>

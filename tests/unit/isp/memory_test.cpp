@@ -27,9 +27,7 @@ void program(int memory, uint32_t start, const std::vector<uint8_t>& data) {
 
 TEST(Mega2560, ReadsAndWritesAcrossTheExtendedBoundary) {
   for (bool block : {true, false}) {
-    isp_test::adapter_options ao;
-    ao.block = block;
-    chip_bench b("mega2560", "mega2560", ao, {}, [](vt::chip_state& s) {
+    chip_bench b("mega2560", "mega2560", {block}, {}, [](vt::chip_state& s) {
       for (uint32_t a = 0; a < s.flash.size(); ++a) s.flash[a] = pattern(a);
     });
     b.start();
@@ -71,7 +69,7 @@ TEST(Write, TracesAndWaits) {
        {"40 00 20 FF", "48 00 20 12", "40 00 21 34", "48 00 21 FF", "4C 00 21 00"}, {6}, ""},
       {"mega8", true, false, 1, 0, 0x7E, {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0x00},
        {"40 00 42 FF", "48 00 42 00", "4C 00 42 00"}, {6}, ""},
-      {"mega8", false, false, 1, 0, 0x40, {0xFF, 0xFF}, {"40 00 20 FF", "48 00 20 FF", "4C 00 20 00"}, {6}, ""},
+      {"mega8", true, false, 1, 1, 8, {0xFF, 0x01}, {"C0 00 09 01"}, {10}, ""},  // EEPROM: 0xFF skipped too
       {"tiny12", false, false, 2, 0, 4, {0x55}, {"40 00 02 55"}, {12}, ""},  // byte writes scale with the factor
       {"tiny12", false, false, 2, 1, 4, {0x66}, {"C0 00 04 66"}, {16}, ""},
       {"tiny13", false, false, 1, 0, 0, {1, 2}, {}, {6}, ""},
@@ -102,29 +100,6 @@ TEST(Write, TracesAndWaits) {
     const auto& mem = c.memory == 0 ? b.contents().flash : b.contents().eeprom;
     for (size_t i = 0; i < c.data.size(); ++i) EXPECT_EQ(mem[c.start + i], c.data[i]) << what << "+" << i;
   }
-}
-
-TEST(Write, EepromFFAfterEraseOnlyWithKeep) {
-  for (bool keep : {false, true}) {
-    chip_bench b("mega8", "mega8", {}, {}, [](vt::chip_state& s) { s.eeprom[9] = 0x00; });
-    b.start();
-    isp_chip.erased = true;
-    settings.eeprom_keep = keep;
-    program(1, 8, {0xFF, 0xFF, 0x01});
-    EXPECT_EQ(b.framed(0xC0).size(), keep ? 3u : 1u);
-    EXPECT_EQ(b.contents().eeprom[9], keep ? 0xFF : 0x00);
-  }
-}
-
-TEST(Polling, ReadyBusyPollingSendsItsInstructionInsteadOfWaiting) {
-  chip_bench b("tiny13", "tiny13");
-  b.start();
-  settings.write_flags = write_flag_write | write_flag_polling;
-  program(0, 0x20, std::vector<uint8_t>(32, 0x5A));
-  EXPECT_TRUE(b.adapter->delays().empty());
-  ASSERT_GE(b.framed(0xF0).size(), 1u);
-  EXPECT_EQ(b.framed_hex(0xF0)[0], "F0 00 FF 00");
-  EXPECT_FALSE(b.chip->busy());
 }
 
 }  // namespace
