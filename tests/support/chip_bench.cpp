@@ -1,6 +1,6 @@
 #include "tests/support/chip_bench.h"
 
-#include <gtest/gtest.h>
+#include <stdexcept>
 
 #include "isp/chip_timing.h"
 #include "isp/identify.h"
@@ -10,20 +10,15 @@
 
 namespace isp_test {
 
-namespace {
-void reset_chip_access() {
+static void reset_chip_access() {
   isp_chip = isp_chip_state();
   isp_chip.writer[0] = isp_chip.writer[1] = write_byte;
 }
-}  // namespace
 
 chip_bench::chip_bench(const char* kind_name, const char* requested, adapter_options ao, vt::chip_options co,
                        const std::function<void(vt::chip_state&)>& prepare) {
   const vt::chip_kind* kind = vt::find_chip_kind(kind_name);
-  if (kind == nullptr) {
-    ADD_FAILURE() << "no simulated chip " << kind_name;
-    abort();
-  }
+  if (kind == nullptr) throw std::invalid_argument(std::string("no simulated chip ") + kind_name);
   vt::chip_state state = vt::chip_state::factory(*kind);
   state.flash.resize(kind->flash_bytes, 0xFF);
   state.eeprom.resize(kind->eeprom_bytes, 0xFF);

@@ -1,7 +1,5 @@
-// A simulated chip behind the test line adapter, installed as the current
-// adapter and as the clock of every timer, with the run settings and the
-// chip-access state reset, the messages captured (debug levels included) and
-// the chip's own trace of the instructions it framed.
+// A simulated chip behind the test line adapter, installed as the current adapter and the timers' clock, with
+// settings and chip-access state reset, messages captured (debug levels too) and the instructions it framed.
 #pragma once
 
 #include <array>
@@ -28,7 +26,7 @@ struct chip_bench {
   // Power-up, synchronisation and identification, chip timing with this factor.
   void start(float factor = 1);
   std::string output() { return capture.text().substr(output_mark); }  // since the last clear_output()
-  std::string messages();  // the same without the debug lines ("\t% ...")
+  std::string messages();                                              // the same without the "\t% " debug lines
   void clear_output() { output_mark = capture.text().size(); }
   // Instructions the chip framed, optionally only those with this first byte, or as "AC 80 00 00".
   std::vector<instruction> framed(int opcode = -1) const;

@@ -1,13 +1,12 @@
 #include "tests/support/line_adapter.h"
 
+#include <algorithm>
 #include <cstdio>
 
 namespace isp_test {
 
 line_adapter::line_adapter(vt::line_target& target, adapter_options options) : chip(target), opt(options) {
-  lines.powered = !opt.power;  // without a power switch the target has its own supply
-  lines.driven = !opt.enable;
-  lines.reset = true;  // released: the chip runs
+  lines.powered = lines.driven = lines.reset = true;  // reset released: the chip runs
   chip.drive(now_ns, lines);
 }
 
@@ -21,12 +20,12 @@ uint8_t line_adapter::shift(uint8_t out) {
   for (int bit = 7; bit >= 0; --bit) {
     lines.mosi = (out >> bit) & 1;
     step(0);
-    now_ns += opt.half_ns;
+    now_ns += half_ns;
     in = uint8_t((in << 1) | (chip.miso(now_ns) ? 1 : 0));  // valid before the rising edge
     lines.sck = true;
     step(0);
     lines.sck = false;
-    step(opt.half_ns);
+    step(half_ns);
   }
   lines.mosi = false;
   step(0);
@@ -64,7 +63,7 @@ void line_adapter::sck_pulse() {
   lines.mosi = false;
   for (bool level : {false, true, false}) {
     lines.sck = level;
-    step(opt.half_ns);
+    step(half_ns);
   }
 }
 
@@ -73,12 +72,6 @@ void line_adapter::delay(float ms) {
   snprintf(text, sizeof text, "delay %g", double(ms));
   log(text);
   step(uint64_t(double(ms) * 1e6));
-}
-
-void line_adapter::switch_line(const char* event, bool present, bool& line, bool on) {
-  log(event);
-  if (present) line = on;
-  step(1000);
 }
 
 bool line_adapter::key_pressed() {
@@ -93,11 +86,7 @@ bool line_adapter::sleep(const timespec& want, timespec&) {
   return true;
 }
 
-int line_adapter::count(const std::string& event) const {
-  int n = 0;
-  for (const auto& e : events) n += e == event;
-  return n;
-}
+int line_adapter::count(const std::string& event) const { return int(std::count(events.begin(), events.end(), event)); }
 
 std::vector<float> line_adapter::delays() const {
   std::vector<float> d;

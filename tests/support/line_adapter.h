@@ -1,7 +1,5 @@
-// A test adapter that bit-bangs SPI mode 0 onto a line_target (the chip model)
-// in modelled time, in block or byte mode, and logs its other operations
-// ("reset on", "delay 6", "write_block 260", ...) so tests can check waits,
-// resets and pulses. Its modelled time is the clock of the program's timers.
+// A test adapter bit-banging SPI mode 0 onto the chip model in modelled time (the timers' clock), in block or byte
+// mode, logging its other operations ("reset on", "delay 6", "write_block 260") for checks of waits and pulses.
 #pragma once
 
 #include <cstdint>
@@ -17,10 +15,7 @@ namespace isp_test {
 
 struct adapter_options {
   bool block = true;
-  bool power = false;
-  bool enable = false;
   bool key = false;
-  uint64_t half_ns = 25000;  // SCK half period: slow enough for every chip's clock
 };
 
 class line_adapter : public spi_adapter, public clock_source {
@@ -35,17 +30,17 @@ class line_adapter : public spi_adapter, public clock_source {
   void reset_pulse() override;
   void sck_pulse() override;
   void delay(float ms) override;
-  bool has_power() override { return opt.power; }
-  void power_on() override { switch_line("power_on", opt.power, lines.powered, true); }
-  void power_off() override { switch_line("power_off", opt.power, lines.powered, false); }
-  bool has_enable() override { return opt.enable; }
-  void enable_on() override { switch_line("enable_on", opt.enable, lines.driven, true); }
-  void enable_off() override { switch_line("enable_off", opt.enable, lines.driven, false); }
+  bool has_power() override { return false; }
+  void power_on() override { log("power_on"); }
+  void power_off() override { log("power_off"); }
+  bool has_enable() override { return false; }
+  void enable_on() override { log("enable_on"); }
+  void enable_off() override { log("enable_off"); }
   void set_led_ok(bool on) override { log(on ? "led_ok on" : "led_ok off"); }
   void set_led_error(bool on) override { log(on ? "led_error on" : "led_error off"); }
   bool has_key() override { return opt.key; }
   bool key_pressed() override;
-  double sck_frequency() override { return 1e3 / double(2 * opt.half_ns); }
+  double sck_frequency() override { return 1e3 / double(2 * half_ns); }
   const char* name() override { return "test line adapter"; }
   time_value now() override { return {int32_t(now_ns / 1000000000), int32_t(now_ns / 1000 % 1000000)}; }
   bool sleep(const timespec& want, timespec&) override;  // lets the modelled time pass on the lines
@@ -54,17 +49,17 @@ class line_adapter : public spi_adapter, public clock_source {
   int count(const std::string& event) const;
   std::vector<float> delays() const;
 
-  uint64_t now_ns = 1000000;      // modelled time; the chip's write timer reads it too
-  uint64_t bytes = 0;             // SPI bytes shifted
-  std::function<void()> on_byte;  // after every byte (tests raise signals from here)
-  std::vector<bool> key_samples;  // consumed one per key_pressed(); the last one stays
+  static constexpr uint64_t half_ns = 25000;  // SCK half period: slow enough for every chip's clock
+  uint64_t now_ns = 1000000;                  // modelled time; the chip's write timer reads it too
+  uint64_t bytes = 0;                         // SPI bytes shifted
+  std::function<void()> on_byte;              // after every byte (tests raise signals from here)
+  std::vector<bool> key_samples;              // consumed one per key_pressed(); the last one stays
   vt::target_lines lines;
 
  private:
   void log(const std::string& e) { events.push_back(e); }
   void step(uint64_t ns);
   uint8_t shift(uint8_t out);
-  void switch_line(const char* event, bool present, bool& line, bool on);
 
   vt::line_target& chip;
   adapter_options opt;

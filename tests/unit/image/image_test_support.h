@@ -2,16 +2,13 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cstdlib>
 #include <fstream>
 #include <map>
-#include <sstream>
 #include <string>
 #include <vector>
 
-#include "driver/messages.h"
 #include "image/mem_image.h"
 #include "tests/support/message_capture.h"
 
@@ -32,12 +29,6 @@ class scratch_dir {  // a private directory, removed with its files
  private:
   std::string path_;
 };
-
-inline std::string read_file(const std::string& path) {
-  std::stringstream s;
-  s << std::ifstream(path, std::ios::binary).rdbuf();
-  return s.str();
-}
 
 inline std::map<uint32_t, uint8_t> image_bytes(const mem_image& image) {
   std::map<uint32_t, uint8_t> bytes;
