@@ -67,11 +67,6 @@ void print_fuses(const char* title, const fuse_read_pair pairs[4]) {
   print_fuses(title, values);
 }
 
-void print_fuses(const char* title, const fuse_request_pair pairs[4]) {
-  const uint8_t values[4] = {pairs[0].value, pairs[1].value, pairs[2].value, pairs[3].value};
-  print_fuses(title, values);
-}
-
 void write_fuse_byte(uint8_t b1, uint8_t b3) {
   uint8_t cmd[4] = {0xAC, b1, 0x00, b3};
   uint8_t reply[4];

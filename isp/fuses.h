@@ -13,7 +13,6 @@ void read_fuses();
 // The read-out: title, OSCCAL bytes, each fuse byte and its fields.
 void print_fuses(const char* title, const uint8_t values[4]);
 void print_fuses(const char* title, const fuse_read_pair pairs[4]);
-void print_fuses(const char* title, const fuse_request_pair pairs[4]);
 // Sends AC b1 00 b3 and waits four times the EEPROM write delay.
 void write_fuse_byte(uint8_t b1, uint8_t b3);
 // Computes the new bytes into isp_chip.fuse_request[i].value and writes them;

@@ -1,11 +1,7 @@
-// The image's circular block list: order, first and last, ownership; a block allocates exactly its bytes.
+// The image's circular block list: order, first and last, ownership.
 #include "image/mem_image.h"
 
 #include <gtest/gtest.h>
-
-#include <cstdlib>
-#include <new>
-#include <vector>
 
 namespace {
 
@@ -16,20 +12,6 @@ struct counted_block : data_block {  // counts its destruction through the virtu
   ~counted_block() override { ++destroyed; }
 };
 
-bool watching = false;
-std::vector<size_t> array_sizes;  // the sizes asked of new[] while watching
-
-}  // namespace
-
-void* operator new[](size_t size) {
-  if (watching) array_sizes.push_back(size);
-  if (void* p = std::malloc(size > 0 ? size : 1)) return p;
-  throw std::bad_alloc();
-}
-void operator delete[](void* p) noexcept { std::free(p); }
-void operator delete[](void* p, size_t) noexcept { std::free(p); }
-
-namespace {
 
 TEST(MemImage, ListOperationsKeepOrderAndDestroyOnlyOwnedBlocks) {
   destroyed = 0;
@@ -56,16 +38,6 @@ TEST(MemImage, ListOperationsKeepOrderAndDestroyOnlyOwnedBlocks) {
     EXPECT_EQ(destroyed, 4);
   }
   EXPECT_EQ(destroyed, 8);  // the image's three blocks and the outsider
-}
-
-TEST(DataBlock, AllocatesExactlyItsSize) {
-  uint8_t source[3] = {7, 8, 9};
-  array_sizes.clear();
-  watching = true;
-  data_block one(0x1FFFE, 1, source), three(0, 3, source), empty(0, 0, nullptr), negative(0, -1, nullptr);
-  watching = false;
-  EXPECT_EQ(array_sizes, (std::vector<size_t>{1, 3, 0, 0}));
-  EXPECT_EQ(three.bytes[2], 9);
 }
 
 }  // namespace

@@ -109,18 +109,6 @@ TEST(Fuses, ProgrammingWritesOnlyRequestedBytesAndKeepsTheRest) {
   }
 }
 
-TEST(Fuses, NewBytesPrintedUnderTheirOwnNames) {
-  chip_bench b("mega328P", "mega328P");
-  b.start();
-  parse_fuse_list("_LOCK=CF,_LOW=62,_HIGH=D9,_EXT=FD");
-  b.clear_output();
-  print_fuses("New fuses value", isp_chip.fuse_request);
-  const std::string out = b.messages();
-  for (const char* line : {"New fuses value\n", "\n_LOCK = 0xCF\n", "\n_LOW = 0x62\n", "\n_HIGH = 0xD9\n", "\n_EXT = 0xFD\n",
-                           "\n  CKSEL     \t= 2\n", "\n  BODLEVEL  \t= 5\n"})
-    EXPECT_NE(out.find(line), std::string::npos) << line << " in\n" << out;
-}
-
 TEST(Lock, LockChipForEachLockType) {
   const struct {
     const char* chip;
