@@ -12,7 +12,6 @@ struct counted_block : data_block {  // counts its destruction through the virtu
   ~counted_block() override { ++destroyed; }
 };
 
-
 TEST(MemImage, ListOperationsKeepOrderAndDestroyOnlyOwnedBlocks) {
   destroyed = 0;
   {
