@@ -109,7 +109,8 @@ TEST(AvrChip, InstructionScripts) {
       {"90S1200", "busy EEPROM reads the old value", "C0000111/4 C0000142 A0000100=11 /3 A0000100=11 /1.2 A0000100=42"},
       {"mega8", "erase: FLASH and EEPROM FF, fuses kept",
        "40000000 4C000000/5 C0000777/9 AC800000/9 20000000=FF A0000700=FF 58080000=D9"},
-      {"mega8", "erase with EESAVE programmed keeps the EEPROM", "C0000777/9 ACA800D1/5 AC800000/9 A0000700=77 58080000=D1"},
+      {"mega8", "erase with EESAVE programmed keeps the EEPROM",
+       "C0000777/9 ACA800D1/5 AC800000/9 A0000700=77 58080000=D1"},
       {"mega8", "LB1 stops writing after its write time, LB2 reading; only an erase unprograms them",
        "C000005A/9 ACE000FE 58000000=FF /4.5 58000000=FE C0000011/9 A0000000=5A ACE000FF/4.5 ACE000FD/4.5 "
        "58000000=FC A0000000!5A AC800000/9 58000000=FF"},
