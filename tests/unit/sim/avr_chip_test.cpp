@@ -93,9 +93,7 @@ TEST(AvrChip, SignaturesAndCalibrationBytes) {
 // "=XX" or "=XX&MM" expects its reply byte 3 (masked), "!XX" anything else, "/MS" waits MS milliseconds,
 // "R" pulses RESET, "H" raises RESET and expects MISO to float high.
 TEST(AvrChip, InstructionScripts) {
-  const struct {
-    const char *chip, *what, *script;
-  } rows[] = {
+  const struct { const char *chip, *what, *script; } rows[] = {
       {"mega8", "a page write ANDs the buffer into the page, then empties it; RESET loses a loaded buffer",
        "400000F0 480000F1 4C002000 28002000=FF /4.5 20002000=F0 28002000=F1 20002100=FF 28001F00=FF "
        "4000003C 4C002000/4.5 20002000=30 28002000=F1 40000012 R ?20000000 AC530000 4C000000/5 20000000=FF H"},
