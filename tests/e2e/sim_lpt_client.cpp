@@ -74,14 +74,12 @@ uint8_t enable() {
   return byte(0), echo;
 }
 
-void wait_ready() {
-  for (int i = 0; i < 100000; ++i)
-    if ((cmd(0xF0, 0, 0xFF, 0) & 1) == 0) return;
-  std::printf("chip stays busy\n");
-  std::exit(4);
+// An instruction that writes, then RDY/BSY polled until the write is over.
+void write(uint8_t a, uint8_t b, uint8_t c, uint8_t d) {
+  cmd(a, b, c, d);
+  for (int i = 0; cmd(0xF0, 0, 0xFF, 0) & 1; ++i)
+    if (i == 100000) std::printf("chip stays busy\n"), std::exit(4);
 }
-
-uint8_t pattern(unsigned seed, unsigned a) { return uint8_t((a * 7 + seed + (a >> 8)) ^ (a >> 3)); }
 
 }  // namespace
 
@@ -103,7 +101,7 @@ int main(int argc, char** argv) {
   if (how != "ppdev" && how != "io")
     return std::fprintf(stderr, "usage: vt_lpt_client [OPTIONS] ppdev PATH|io BASE sig|program SEED\n"), 2;
   const uint8_t ctl = uint8_t(control);
-  if (control >= 0) out(2, &ctl, 1);
+  out(2, &ctl, control >= 0);
   data = reset;  // reset released, SCK low, the buffer (if any) enabled
   std::printf("echo %02X\n", enable());
   unsigned sig = 0;
@@ -111,16 +109,15 @@ int main(int argc, char** argv) {
   std::printf("signature %06X\n", sig);
   int rc = 0;
   if (what == "program" && argc > 4) {
-    const unsigned seed = unsigned(std::atoi(argv[4])), flash = 8192, page = 64;
-    cmd(0xAC, 0x80, 0, 0);
-    wait_ready();
-    for (unsigned at = 0; at < flash; at += page) {
-      for (unsigned a = at; a < at + page; ++a) cmd(a & 1 ? 0x48 : 0x40, 0, uint8_t(a >> 1 & 31), pattern(seed, a));
-      cmd(0x4C, uint8_t(at >> 9), uint8_t(at >> 1), 0);
-      wait_ready();
+    const unsigned seed = unsigned(std::atoi(argv[4])), flash = 8192;
+    const auto pattern = [seed](unsigned a) { return uint8_t((a * 7 + seed + (a >> 8)) ^ (a >> 3)); };
+    write(0xAC, 0x80, 0, 0);
+    for (unsigned a = 0; a < flash; ++a) {  // 64-byte pages
+      cmd(a & 1 ? 0x48 : 0x40, 0, uint8_t(a >> 1 & 31), pattern(a));
+      if (a % 64 == 63) write(0x4C, uint8_t(a >> 9), uint8_t(a >> 1 & ~31u), 0);
     }
     for (unsigned a = 0; a < flash && rc == 0; ++a)
-      if (cmd(a & 1 ? 0x28 : 0x20, uint8_t(a >> 9), uint8_t(a >> 1), 0) != pattern(seed, a))
+      if (cmd(a & 1 ? 0x28 : 0x20, uint8_t(a >> 9), uint8_t(a >> 1), 0) != pattern(a))
         std::printf("verify failed at %04X\n", a), rc = 1;
     if (rc == 0) std::printf("verify ok\n");
   }

@@ -22,10 +22,7 @@ const vt::chip_kind& kind_of(const char* name) {
 struct bench {
   explicit bench(const char* name, vt::chip_options o = {})
       : kind(kind_of(name)), chip(kind, vt::chip_state::factory(kind), o), echoes(kind.signature != 0x1E9001) {
-    lines.powered = true;
-    step(100000);
-    lines.reset = false;
-    step(100000);
+    lines.powered = true, step(100000), lines.reset = false, step(100000);
   }
   const vt::chip_kind& kind;
   vt::avr_chip chip;
@@ -71,11 +68,8 @@ struct bench {
 };
 
 TEST(AvrChip, SignaturesAndCalibrationBytes) {
-  const struct {
-    const char* name;
-    uint32_t sig;
-    int calibration;  // bytes with factory values; -1: not checked
-  } rows[] = {{"mega8", 0x1E9307, 4},       {"ATmega8A", 0x1E9307, -1},   {"tiny13A", 0x1E9007, -1},
+  // Calibration: the bytes with factory values; -1: not checked.
+  const struct { const char* name; uint32_t sig; int calibration; } rows[] = {{"mega8", 0x1E9307, 4},       {"ATmega8A", 0x1E9307, -1},   {"tiny13A", 0x1E9007, -1},
               {"tiny13", 0x1E9007, 2},      {"mega48", 0x1E9205, 1},      {"90S2313", 0x1E9101, 0},
               {"mega2560", 0x1E9801, -1},   {"mega328P", 0x1E950F, -1},   {"tiny2313", 0x1E910A, -1},
               {"mega128RFA1", 0x1EA701, -1}};
@@ -152,10 +146,7 @@ TEST(AvrChip, InstructionScripts) {
 // t_WD_FLASH (a page), t_WD_EEPROM and t_WD_ERASE: RDY/BSY reads busy shortly before each
 // has passed and ready shortly after; writes while busy are ignored.
 TEST(AvrChip, WriteAndEraseTimes) {
-  const struct {
-    const char* name;
-    double page_ms, eeprom_ms, erase_ms;
-  } rows[] = {{"mega8", 4.5, 9.0, 9.0},    {"mega168", 4.5, 3.6, 9.0}, {"mega328P", 2.6, 3.6, 10.5},
+  const struct { const char* name; double page_ms, eeprom_ms, erase_ms; } rows[] = {{"mega8", 4.5, 9.0, 9.0},    {"mega168", 4.5, 3.6, 9.0}, {"mega328P", 2.6, 3.6, 10.5},
               {"mega2560", 4.5, 9.0, 9.0}, {"tiny13", 4.5, 4.0, 9.0},  {"tiny26", 4.5, 9.0, 9.0}};
   for (const auto& r : rows) {
     bench b(r.name);
@@ -180,12 +171,8 @@ TEST(AvrChip, WriteAndEraseTimes) {
 
 // Out of step: megas come back by RESET pulses, old AT90S by one SCK pulse a try.
 TEST(AvrChip, Synchronisation) {
-  const struct {
-    const char* name;
-    int out_of_step, lose_after;
-    bool sck_pulses;
-    int tries;  // Programming Enables until 0x53 comes back; 0: never
-  } rows[] = {{"mega8", 2, -1, false, 3}, {"90S2313", 3, -1, true, 4}, {"90S1200", 0, -1, false, 0},
+  // Tries: Programming Enables until 0x53 comes back; 0: never.
+  const struct { const char* name; int out_of_step, lose_after; bool sck_pulses; int tries; } rows[] = {{"mega8", 2, -1, false, 3}, {"90S2313", 3, -1, true, 4}, {"90S1200", 0, -1, false, 0},
               {"mega8", 0, 3, false, 1}};
   for (const auto& r : rows) {
     vt::chip_options o;
@@ -202,11 +189,7 @@ TEST(AvrChip, Synchronisation) {
 // SCK low and high must each last more than 2 chip clocks (3 from 12 MHz on); a chip
 // clocked from the XTAL line stands still without its edges.
 TEST(AvrChip, SckTooFastForTheClock) {
-  const struct {
-    double osc;
-    uint64_t half_ns;
-    bool works;
-  } rows[] = {{1e6, 2100, true}, {1e6, 1900, false}, {16e6, 190, true}, {16e6, 180, false}, {8e6, 260, true},
+  const struct { double osc; uint64_t half_ns; bool works; } rows[] = {{1e6, 2100, true}, {1e6, 1900, false}, {16e6, 190, true}, {16e6, 180, false}, {8e6, 260, true},
               {0, 5000, false},  {0, 5000, true}};  // XTAL-clocked, without and with edges
   for (const auto& r : rows) {
     vt::chip_options o;

@@ -62,12 +62,7 @@ TEST(MpsseEngine, BadCommandsAreAnsweredWithFaAndTheByte) {
 
 // SCK = 6 MHz / (1 + divisor), or 30 MHz / (1 + divisor) once divide-by-5 is off (H chips, 0x8A).
 TEST(MpsseEngine, ClockRateFollowsDivisorAndDivideBy5) {
-  const struct {
-    ftdi_chip chip;
-    std::vector<uint8_t> setup;
-    uint16_t divisor;
-    double period_ns;
-  } rows[] = {{ftdi_chip::ft2232c, {}, 0, 1e9 / 6e6},   {ftdi_chip::ft2232c, {}, 5, 1000},
+  const struct { ftdi_chip chip; std::vector<uint8_t> setup; uint16_t divisor; double period_ns; } rows[] = {{ftdi_chip::ft2232c, {}, 0, 1e9 / 6e6},   {ftdi_chip::ft2232c, {}, 5, 1000},
               {ftdi_chip::ft2232c, {}, 65535, 1e9 / (6e6 / 65536)},
               {ftdi_chip::ft2232h, {}, 31, 1e9 / 187500},  // divide-by-5 is on after reset
               {ftdi_chip::ft2232h, {0x8A}, 29, 1000}, {ftdi_chip::ft2232h, {0x8A}, 0, 1e9 / 30e6},
@@ -86,17 +81,12 @@ TEST(MpsseEngine, ClockRateFollowsDivisorAndDivideBy5) {
   }
 }
 
-// Bit 0 of a shifting command: data out changes on the falling edge; bit 2:
-// data in is sampled on the falling edge. The SCK idle level is the latch's.
+// Bit 0 of a shifting command: data out changes on the falling edge; bit 2: data in is sampled on the
+// falling edge. The SCK idle level is the latch's. Rows: idle level, command, slave in mode 1, the
+// slave's first bit (-1: it changes before the first sample), the edge where it sees 0xA6 (rising or
+// falling), what the engine reads from it sending 0x35.
 TEST(MpsseEngine, DataOutAndInOnTheChosenEdges) {
-  const struct {
-    bool idle_high;
-    uint8_t cmd;
-    bool slave_mode1;
-    int first_bit;    // -1 when the slave's first change comes before the first sample
-    bool sampled_on;  // the edge where the slave sees 0xA6 (rising, falling)
-    uint8_t in;       // what the engine reads from a slave sending 0x35
-  } rows[] = {{false, 0x31, false, 0, true, 0x35}, {false, 0x34, true, -1, false, 0x35},
+  const struct { bool idle_high; uint8_t cmd; bool slave_mode1; int first_bit; bool sampled_on; uint8_t in; } rows[] = {{false, 0x31, false, 0, true, 0x35}, {false, 0x34, true, -1, false, 0x35},
               {false, 0x30, true, -1, false, 0x9A}, {true, 0x31, false, -1, true, 0x35},
               {true, 0x34, false, 0, false, 0x35}};
   for (const auto& r : rows) {
