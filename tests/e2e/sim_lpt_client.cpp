@@ -1,10 +1,8 @@
-// A plain ISP client for the virtual target's tests, knowing nothing of zindle:
-//   vt_lpt_client [--wiring kaldo|stk200] [--phase N] [--wait writes|nanosleep] [--control HEX]
-//                 ppdev PATH|io BASE sig|program SEED
-// kaldo: MOSI D5, SCK D6, RESET D4; stk200: MOSI D5, SCK D4, RESET D7, buffer enabled by D2 D3 low;
-// MISO on ACK. An SCK phase is N port writes, or one write and a real-time wait of N us. sig prints
-// the echo and the signature; program also erases a mega8, programs its whole FLASH with a pattern
-// (pages, RDY/BSY polling) and reads it back.
+// A plain ISP client for the virtual target's tests, knowing nothing of zindle: vt_lpt_client [--wiring
+// kaldo|stk200] [--phase N] [--wait writes|nanosleep] [--control HEX] ppdev PATH|io BASE sig|program SEED.
+// kaldo: MOSI D5, SCK D6, RESET D4; stk200: MOSI D5, SCK D4, RESET D7, buffer on with D2 D3 low; MISO on ACK.
+// An SCK phase is N port writes, or a write and a real-time wait of N us. sig prints the echo and signature;
+// program also erases a mega8, programs its FLASH with a pattern page by page and reads it back.
 #include <fcntl.h>
 #include <linux/ppdev.h>
 #include <sys/ioctl.h>
@@ -37,14 +35,6 @@ void out(unsigned reg, const uint8_t* v, size_t n) {  // reg 0: data, 2: control
   for (size_t i = 0; i < n; ++i) ioctl(fd, reg ? PPWCONTROL : PPWDATA, &v[i]);
 }
 void set(uint8_t d) { out(0, &(data = d), 1); }
-
-// Like a programmer's adapter object destroyed at process exit: drops all data lines after main.
-struct release_at_exit {
-  ~release_at_exit() {
-    if (fd >= 0 || base) set(0);
-    if (fd >= 0) ioctl(fd, PPRELEASE), close(fd);
-  }
-} at_exit;
 
 // SCK low with MOSI set, then SCK high; MISO (ACK) is read at the end of the high phase.
 uint8_t byte(uint8_t o) {
@@ -100,6 +90,8 @@ int main(int argc, char** argv) {
     return base = 0, std::perror("ioperm"), 3;
   if (how != "ppdev" && how != "io")
     return std::fprintf(stderr, "usage: vt_lpt_client [OPTIONS] ppdev PATH|io BASE sig|program SEED\n"), 2;
+  // Like a programmer's adapter object destroyed at process exit: drops all data lines after main.
+  std::atexit([] { set(0); if (fd >= 0) ioctl(fd, PPRELEASE), close(fd); });
   const uint8_t ctl = uint8_t(control);
   out(2, &ctl, control >= 0);
   data = reset;  // reset released, SCK low, the buffer (if any) enabled
@@ -107,20 +99,18 @@ int main(int argc, char** argv) {
   unsigned sig = 0;
   for (uint8_t i = 0; i < 3; ++i) sig = sig << 8 | cmd(0x30, 0, i, 0);
   std::printf("signature %06X\n", sig);
-  int rc = 0;
-  if (what == "program" && argc > 4) {
-    const unsigned seed = unsigned(std::atoi(argv[4])), flash = 8192;
-    const auto pattern = [seed](unsigned a) { return uint8_t((a * 7 + seed + (a >> 8)) ^ (a >> 3)); };
+  unsigned a = 0, flash = what == "program" && argc > 4 ? 8192 : 0;
+  if (flash) {
+    const unsigned seed = unsigned(std::atoi(argv[4]));
+    const auto pattern = [seed](unsigned i) { return uint8_t((i * 7 + seed + (i >> 8)) ^ (i >> 3)); };
     write(0xAC, 0x80, 0, 0);
-    for (unsigned a = 0; a < flash; ++a) {  // 64-byte pages
-      cmd(a & 1 ? 0x48 : 0x40, 0, uint8_t(a >> 1 & 31), pattern(a));
-      if (a % 64 == 63) write(0x4C, uint8_t(a >> 9), uint8_t(a >> 1 & ~31u), 0);
+    for (unsigned i = 0; i < flash; ++i) {  // 64-byte pages
+      cmd(i & 1 ? 0x48 : 0x40, 0, uint8_t(i >> 1 & 31), pattern(i));
+      if (i % 64 == 63) write(0x4C, uint8_t(i >> 9), uint8_t(i >> 1 & ~31u), 0);
     }
-    for (unsigned a = 0; a < flash && rc == 0; ++a)
-      if (cmd(a & 1 ? 0x28 : 0x20, uint8_t(a >> 9), uint8_t(a >> 1), 0) != pattern(a))
-        std::printf("verify failed at %04X\n", a), rc = 1;
-    if (rc == 0) std::printf("verify ok\n");
+    while (a < flash && cmd(a & 1 ? 0x28 : 0x20, uint8_t(a >> 9), uint8_t(a >> 1), 0) == pattern(a)) ++a;
+    std::printf(a == flash ? "verify ok\n" : "verify failed at %04X\n", a);
   }
   set(reset);  // release reset
-  return rc;
+  return a != flash;
 }

@@ -1,5 +1,4 @@
-// Running vtarget and its plain clients from the sim tests; files read whole;
-// a scratch folder of the process's own.
+// Running vtarget and its plain clients, files read whole, a scratch folder of the process's own.
 #pragma once
 
 #include <sys/wait.h>
@@ -7,17 +6,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
-#include <sstream>
+#include <iterator>
 #include <string>
 
 namespace vt_test {
 
-struct result {
-  int status = -1;
-  std::string out;
-};
-
 // A shell command's exit status and its standard output and error together.
+struct result { int status = -1; std::string out; };
 inline result run_command(const std::string& command) {
   result r;
   if (FILE* p = popen((command + " 2>&1").c_str(), "r")) {
@@ -29,9 +24,8 @@ inline result run_command(const std::string& command) {
 }
 
 inline std::string read_file(const std::string& path) {
-  std::stringstream s;
-  s << std::ifstream(path, std::ios::binary).rdbuf();
-  return s.str();
+  std::ifstream f(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(f), {}};
 }
 
 // A fresh folder (mkdtemp), so that concurrent runs never share a file; removed with its contents.

@@ -57,15 +57,11 @@ void in_child(std::vector<std::string> types, const char* fault, const std::func
   EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "child failed, status " << status;
 }
 
-// A channel opened in MPSSE mode; started: SCK 6 MHz / 32, RESET (ADBUS3) pulsed high, then held low.
-FT_HANDLE open_mpsse(d2xx& lib, const char* description, bool started = true) {
+// A channel opened in MPSSE mode with 500 ms timeouts.
+FT_HANDLE open_mpsse(d2xx& lib, const char* description) {
   FT_HANDLE h = nullptr;
-  DWORD n = 0;
-  uint8_t start[] = {0x8B, 0x86, 31, 0, 0x80, 0x08, 0x0B, 0x80, 0x00, 0x0B};
   EXPECT_EQ(lib.FT_OpenEx(const_cast<char*>(description), FT_OPEN_BY_DESCRIPTION, &h), FT_OK) << description;
   EXPECT_EQ(lib.FT_SetBitMode(h, 0, FT_BITMODE_MPSSE) | lib.FT_SetTimeouts(h, 500, 500), FT_OK);
-  const bool h_chip = std::strstr(description, "-HS");  // 0x8B is a command of the H chips only
-  EXPECT_TRUE(!started || lib.FT_Write(h, start + !h_chip, sizeof start - !h_chip, &n) == FT_OK);
   return h;
 }
 
@@ -106,10 +102,9 @@ TEST(D2xxLibrary, ListsOpensAndAnswersLikeFtdisLibrary) {
     EXPECT_EQ(std::string(desc[0]) + "|" + desc[1] + "|" + desc[2], "Quad RS232-HS B|My Adapter B|Quad RS232-HS C");
     EXPECT_EQ(std::vector<DWORD>({loc, count, dev_type, latency}), std::vector<DWORD>({list[5].LocId, 8, 7, 16}));
     ASSERT_EQ(lib.FT_GetDeviceInfoList(list.data(), &n), FT_OK);
-    EXPECT_EQ(list[2].Flags & FT_FLAGS_OPENED, FT_FLAGS_OPENED);
-    EXPECT_EQ(list[2].ftHandle, a);
-    EXPECT_EQ(list[0].Flags & FT_FLAGS_OPENED, 0u);
-    st.insert(st.end(), {lib.FT_Close(a), lib.FT_Close(a), lib.FT_GetDriverVersion(a, &version), by_desc("My Adapter A", &a)});
+    EXPECT_TRUE(list[2].Flags & FT_FLAGS_OPENED && list[2].ftHandle == a && !(list[0].Flags & FT_FLAGS_OPENED));
+    st.insert(st.end(),
+              {lib.FT_Close(a), lib.FT_Close(a), lib.FT_GetDriverVersion(a, &version), by_desc("My Adapter A", &a)});
     EXPECT_EQ(st, (std::vector<FT_STATUS>{FT_DEVICE_NOT_FOUND, FT_OK, FT_OK, FT_OK,  // listing
                                           FT_OK, FT_DEVICE_NOT_OPENED, FT_DEVICE_NOT_FOUND, FT_OK, FT_OK,  // opening
                                           FT_OK, FT_DEVICE_NOT_FOUND, FT_DEVICE_NOT_OPENED, FT_OK, FT_OK,
@@ -136,21 +131,21 @@ TEST(D2xxLibrary, ModelledUsbTiming) {
       const double us = double(vt::bench::now_ns() - t0) / 1000.0;
       EXPECT_EQ(n, r.got);
       EXPECT_TRUE(us >= r.min_us && us <= r.max_us) << us << " us";
-      EXPECT_EQ(lib.FT_GetQueueStatus(r.handle, &rx), FT_OK);
-      EXPECT_EQ(rx, 0u) << "nothing left to read";
+      EXPECT_TRUE(lib.FT_GetQueueStatus(r.handle, &rx) == FT_OK && rx == 0) << "nothing left to read";
     }
   });
 }
 
 // A Programming Enable written (8 bytes) and its answer read (4), twice: the statuses and counts seen.
 TEST(D2xxLibrary, UsbFaults) {
-  const struct { const char* fault; FT_STATUS write_status[2], read_status[2]; DWORD written[2], got[2]; } rows[] = {{"usb-read-error=2", {FT_OK, FT_OK}, {FT_OK, FT_IO_ERROR}, {8, 8}, {4, 0}},
-              {"usb-write-error=2", {FT_OK, FT_IO_ERROR}, {FT_OK, FT_OK}, {8, 0}, {4, 0}},
-              {"usb-short-read", {FT_OK, FT_OK}, {FT_OK, FT_OK}, {8, 8}, {2, 2}},
-              {"usb-short-write=2", {FT_OK, FT_OK}, {FT_OK, FT_OK}, {8, 4}, {4, 0}}};
+  const struct { const char* fault; FT_STATUS write_status[2], read_status[2]; DWORD written[2], got[2]; } rows[] = {
+      {"usb-read-error=2", {FT_OK, FT_OK}, {FT_OK, FT_IO_ERROR}, {8, 8}, {4, 0}},
+      {"usb-write-error=2", {FT_OK, FT_IO_ERROR}, {FT_OK, FT_OK}, {8, 0}, {4, 0}},
+      {"usb-short-read", {FT_OK, FT_OK}, {FT_OK, FT_OK}, {8, 8}, {2, 2}},
+      {"usb-short-write=2", {FT_OK, FT_OK}, {FT_OK, FT_OK}, {8, 4}, {4, 0}}};
   for (const auto& r : rows) {
     in_child({"ft2232c"}, r.fault, [&](d2xx& lib) {
-      const FT_HANDLE h = open_mpsse(lib, "Dual RS232 A", false);
+      const FT_HANDLE h = open_mpsse(lib, "Dual RS232 A");
       for (int call = 0; call < 2; ++call) {
         uint8_t cmd[8] = {0x31, 0x03, 0x00, 0xAC, 0x53, 0x00, 0x00, 0x87}, in[4];
         DWORD n = 99, got = 99;

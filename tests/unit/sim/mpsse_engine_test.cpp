@@ -62,11 +62,12 @@ TEST(MpsseEngine, BadCommandsAreAnsweredWithFaAndTheByte) {
 
 // SCK = 6 MHz / (1 + divisor), or 30 MHz / (1 + divisor) once divide-by-5 is off (H chips, 0x8A).
 TEST(MpsseEngine, ClockRateFollowsDivisorAndDivideBy5) {
-  const struct { ftdi_chip chip; std::vector<uint8_t> setup; uint16_t divisor; double period_ns; } rows[] = {{ftdi_chip::ft2232c, {}, 0, 1e9 / 6e6},   {ftdi_chip::ft2232c, {}, 5, 1000},
-              {ftdi_chip::ft2232c, {}, 65535, 1e9 / (6e6 / 65536)},
-              {ftdi_chip::ft2232h, {}, 31, 1e9 / 187500},  // divide-by-5 is on after reset
-              {ftdi_chip::ft2232h, {0x8A}, 29, 1000}, {ftdi_chip::ft2232h, {0x8A}, 0, 1e9 / 30e6},
-              {ftdi_chip::ft4232h, {0x8A, 0x8B}, 2, 500}};
+  const struct { ftdi_chip chip; std::vector<uint8_t> setup; uint16_t divisor; double period_ns; } rows[] = {
+      {ftdi_chip::ft2232c, {}, 0, 1e9 / 6e6},  {ftdi_chip::ft2232c, {}, 5, 1000},
+      {ftdi_chip::ft2232c, {}, 65535, 1e9 / (6e6 / 65536)},
+      {ftdi_chip::ft2232h, {}, 31, 1e9 / 187500},  // divide-by-5 is on after reset
+      {ftdi_chip::ft2232h, {0x8A}, 29, 1000}, {ftdi_chip::ft2232h, {0x8A}, 0, 1e9 / 30e6},
+      {ftdi_chip::ft4232h, {0x8A, 0x8B}, 2, 500}};
   for (const auto& r : rows) {
     fake f(r.chip);
     f.send(r.setup);
@@ -86,9 +87,9 @@ TEST(MpsseEngine, ClockRateFollowsDivisorAndDivideBy5) {
 // slave's first bit (-1: it changes before the first sample), the edge where it sees 0xA6 (rising or
 // falling), what the engine reads from it sending 0x35.
 TEST(MpsseEngine, DataOutAndInOnTheChosenEdges) {
-  const struct { bool idle_high; uint8_t cmd; bool slave_mode1; int first_bit; bool sampled_on; uint8_t in; } rows[] = {{false, 0x31, false, 0, true, 0x35}, {false, 0x34, true, -1, false, 0x35},
-              {false, 0x30, true, -1, false, 0x9A}, {true, 0x31, false, -1, true, 0x35},
-              {true, 0x34, false, 0, false, 0x35}};
+  const struct { bool idle_high; uint8_t cmd; bool slave_mode1; int first_bit; bool sampled_on; uint8_t in; } rows[] = {
+      {false, 0x31, false, 0, true, 0x35},  {false, 0x34, true, -1, false, 0x35}, {false, 0x30, true, -1, false, 0x9A},
+      {true, 0x31, false, -1, true, 0x35},  {true, 0x34, false, 0, false, 0x35}};
   for (const auto& r : rows) {
     fake f(ftdi_chip::ft2232c);
     f.send({0x80, uint8_t(r.idle_high), 0x0B});
@@ -109,7 +110,8 @@ TEST(MpsseEngine, BitsOutPinsAndSendImmediate) {
   f.others = 0xA5C3;
   f.send({0x80, 0x19, 0x1B, 0x82, 0x12, 0x34, 0x81, 0x83, 0x87});
   EXPECT_EQ(f.engine.latch() << 16 | f.engine.direction(), 0x1219341B);
-  // Outputs read their latch, inputs the outside (MISO low): 0x19 & 0x1B | 0xC3 & ~0x1B & ~0x04; 0x12 & 0x34 | 0xA5 & ~0x34.
+  // Outputs read their latch, inputs the outside (MISO low):
+  // 0x19 & 0x1B | 0xC3 & ~0x1B & ~0x04; 0x12 & 0x34 | 0xA5 & ~0x34.
   EXPECT_EQ(f.answer, (std::vector<uint8_t>{0xD9, 0x91}));
   EXPECT_EQ(f.flushes, 1);
   f.engine.release();

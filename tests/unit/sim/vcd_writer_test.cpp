@@ -33,9 +33,8 @@ TEST(VcdWriter, ChangesWindowsAndEnd) {
       {"a window before the first change", {{80, 0, '1'}, {80, 1, '0'}}, 100, 10, 50, ""},
   };
   vt_test::temp_dir dir;
-  int n = 0;
   for (const auto& c : cases) {
-    const std::string path = dir / std::to_string(n++);
+    const std::string path = dir / c.what;
     vt::vcd_writer w({"sck", "miso"});
     std::string error;
     w.set_window(c.from, c.to);

@@ -58,8 +58,6 @@ TEST(FtdiWiring, PinsAndMapsDriveTheTargetLines) {
   }
   vt::ftdi_wiring w;
   std::string error;
-  ASSERT_TRUE(w.configure("", "", ftdi_chip::ft2232h, error));
-  EXPECT_EQ(w.inputs(false, true), 0xFFFB) << "MISO on ADBUS2";
   ASSERT_TRUE(w.configure("map", "miso=adbus5:key=~cbus4", ftdi_chip::ft2232h, error));
   EXPECT_EQ(w.inputs(false, false), 0xFFDF);
   EXPECT_EQ(w.inputs(true, true), 0xEFFF);
