@@ -1,5 +1,5 @@
-// The waveform file: what a viewer reads from a sequence of line changes.
-// (Recordings continued by a second program are checked end to end with sigrok.)
+// The waveform file: what a viewer reads from a sequence of line changes (recordings
+// continued by a second program are checked end to end with sigrok).
 #include <fcntl.h>
 #include <gtest/gtest.h>
 
@@ -16,12 +16,9 @@ TEST(VcdWriter, ChangesWindowsAndEnd) {
   const std::string header =
       "$version vtarget $end\n$timescale 1ns $end\n$scope module isp $end\n"
       "$var wire 1 ! sck $end\n$var wire 1 \" miso $end\n$upscope $end\n$enddefinitions $end\n";
-  const struct {
-    const char* what;
-    std::vector<std::tuple<uint64_t, size_t, char>> changes;  // time, wire, value
-    uint64_t end, from, to;
-    std::string body;  // after the header
-  } cases[] = {
+  // What, the changes (time, wire, value), the end time, the window, the file after the header.
+  const struct { const char* what; std::vector<std::tuple<uint64_t, size_t, char>> changes; uint64_t end, from, to;
+                 std::string body; } cases[] = {
       {"initial values, then only what changed; the end time last",
        {{100, 0, '0'}, {100, 1, 'z'}, {250, 0, '1'}, {250, 1, '1'}, {400, 0, '0'}}, 1000, 0, UINT64_MAX,
        "#100\n$dumpvars\n0!\nz\"\n$end\n#250\n1!\n1\"\n#400\n0!\n#1000\n"},
@@ -36,12 +33,11 @@ TEST(VcdWriter, ChangesWindowsAndEnd) {
       {"a window before the first change", {{80, 0, '1'}, {80, 1, '0'}}, 100, 10, 50, ""},
   };
   vt_test::temp_dir dir;
-  int n = 0;
   for (const auto& c : cases) {
-    const std::string path = dir / std::to_string(n++);
+    const std::string path = dir / c.what;
     vt::vcd_writer w({"sck", "miso"});
-    w.set_window(c.from, c.to);
     std::string error;
+    w.set_window(c.from, c.to);
     ASSERT_TRUE(w.open(::open(path.c_str(), O_RDWR | O_CREAT | O_APPEND, 0644), error)) << error;
     for (const auto& [t, wire, value] : c.changes) w.change(t, wire, value);
     w.close(c.end);
