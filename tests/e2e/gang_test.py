@@ -1,7 +1,6 @@
 #!/usr/bin/env python3
 """gang_test.py --zindle ZINDLE --vtarget VTARGET --gang GANG_PROGRAM: four mega328P boards at once, one zindle
 per adapter channel; each chip holds the image with its own serial number, failed boards' numbers are not used."""
-import argparse
 import os
 import random
 import subprocess
@@ -10,9 +9,10 @@ import tempfile
 
 sys.dont_write_bytecode = True
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
-from zindle_e2e import make_hex, report  # noqa: E402
+from zindle_e2e import make_hex, output, put, report, script  # noqa: E402
 
 SIZE, SERIAL_AT = 4096, 0xFF0  # the image, every byte written and verified; where the serial number goes
+IMAGE = bytes(random.Random(1000).randrange(255) for _ in range(SIZE))
 FT4232H_2232H = (["--ftdi", "ft4232h", "--ftdi", "ft2232h"],
                  [("ft4232h:A", "-aft4232h -ps=VT000001A"), ("ft4232h:B", "-aft4232h -ps=VT000001B"),
                   ("ft2232h:A", "-aft2232h -ps=VT000002A"), ("ft2232h:B", "-aft2232h -ps=VT000002B")])
@@ -22,33 +22,24 @@ FT2232H_LPT = (["--ftdi", "ft2232h", "--ftdi", "ft2232h"],
 UNUSED = "FAIL status %s; serial number %d not used"
 
 
-def run(o, work, command, env):
-    return subprocess.run(command, cwd=work, env=dict(os.environ, ZINDLE=o.zindle, **env), stdin=subprocess.DEVNULL,
-                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT, timeout=600).stdout.decode("latin-1")
-
-
 def gang(o, setup, faults, expected_status, verdicts, serial_left, hex_file="prog.hex"):
     """Runs the gang over `setup` (`faults`: position index -> chip fault) from serial number 1000."""
-    ftdi, positions = setup
-    problems = []
+    (ftdi, positions), problems = setup, []
     with tempfile.TemporaryDirectory(prefix="zindle-gang-") as work:
-        image = bytes(random.Random(1000).randrange(255) for _ in range(SIZE))
-        with open(os.path.join(work, "prog.hex"), "w") as f, open(os.path.join(work, "serial.txt"), "w") as g:
-            f.write(make_hex({0: image}))
-            g.write("1000\n")
-        command = [o.vtarget, "--deterministic"] + ftdi
-        for n, (where, _) in enumerate(positions):
-            command += ["--chip-at", "%s=mega328p,state=%d.state%s" % (where, n, faults.get(n, ""))]
-        out = run(o, work, command + ["--", "sh", "-c", '"$0" "$@"; echo "status $?"', o.gang, "mega328p", hex_file,
-                                      "--"] + [switches for _, switches in positions], {"GANG_SERIAL": "-c*SERNO4=FF0"})
+        put(work, {"prog.hex": make_hex({0: IMAGE}), "serial.txt": "1000\n"})
+        command = [o.vtarget, "--deterministic", *ftdi] + sum(
+            (["--chip-at", "%s=mega328p,state=%d.state%s" % (where, n, faults.get(n, ""))]
+             for n, (where, _) in enumerate(positions)), [])
+        out = output(command + ["--", "sh", "-c", '"$0" "$@"; echo "status $?"', o.gang, "mega328p", hex_file, "--"]
+                     + [switches for _, switches in positions], work, 600,
+                     env=dict(os.environ, ZINDLE=o.zindle, GANG_SERIAL="-c*SERNO4=FF0"))[1]
         serial_file = open(os.path.join(work, "serial.txt")).read()
         if out.splitlines() != verdicts + ["status %d" % expected_status] or serial_file != serial_left:
             problems.append("serial file %r:\n%s" % (serial_file, out))
         for n, verdict in enumerate(verdicts[:-1]):
-            state, flash = os.path.join(work, "%d.state" % n), os.path.join(work, "%d.bin" % n)
-            subprocess.run([o.vtarget, "--state", state, "--flash-out", flash], check=True)
-            chip = open(flash, "rb").read()
-            expected = image[:SERIAL_AT] + (1000 + n).to_bytes(4, "little") + image[SERIAL_AT + 4:]
+            subprocess.run([o.vtarget, "--state", "%d.state" % n, "--flash-out", "%d.bin" % n], cwd=work, check=True)
+            chip = open(os.path.join(work, "%d.bin" % n), "rb").read()
+            expected = IMAGE[:SERIAL_AT] + (1000 + n).to_bytes(4, "little") + IMAGE[SERIAL_AT + 4:]
             if " PASS " in verdict and chip != expected + b"\xff" * (len(chip) - SIZE):
                 problems.append("position %d: FLASH does not hold the image with serial number %d" % (n + 1, 1000 + n))
             elif "status 40" in verdict and chip != b"\xff" * len(chip):
@@ -58,7 +49,7 @@ def gang(o, setup, faults, expected_status, verdicts, serial_left, hex_file="pro
 
 def one_channel_twice(o):
     """The first zindle holds each channel while it waits to read its serial number from a FIFO."""
-    script = r'''
+    shell = r'''
 mkfifo ftdi.sn lpt.sn
 for k in ftdi lpt; do
   if [ $k = ftdi ]; then channel="-aft2232h -ps=VT000001A"; else channel=-p/dev/parport0; fi
@@ -70,29 +61,20 @@ for k in ftdi lpt; do
 done
 '''
     with tempfile.TemporaryDirectory(prefix="zindle-gang-") as work:
-        for name, content in (("prog.hex", make_hex({0: bytes(range(256)) * 2})),
-                              ("ftdi.expected", 'Can\'t open FTDI device with serial number "VT000001A" '
-                                                "(FT_DEVICE_NOT_OPENED)"),
-                              ("lpt.expected", "Can't claim parport device `/dev/parport0'")):
-            with open(os.path.join(work, name), "w") as f:
-                f.write(content)
-        out = run(o, work, [o.vtarget, "--deterministic", "--ftdi", "ft2232h", "--chip-at", "ft2232h:A=mega328p",
-                            "--chip-at", "parport0=mega328p", "--", "sh", "-c", script], {})
+        put(work, {"prog.hex": make_hex({0: bytes(range(256)) * 2}),
+                   "ftdi.expected": 'Can\'t open FTDI device with serial number "VT000001A" (FT_DEVICE_NOT_OPENED)',
+                   "lpt.expected": "Can't claim parport device `/dev/parport0'"})
+        out = output([o.vtarget, "--deterministic", "--ftdi", "ft2232h", "--chip-at", "ft2232h:A=mega328p",
+                      "--chip-at", "parport0=mega328p", "--", "sh", "-c", shell], work, 600,
+                     env=dict(os.environ, ZINDLE=o.zindle))[1]
     # The second ends with 70 and the bus's refusal (grep 0); the first, a verify-only run of the blank chip, with 10.
     return None if out.split("\n") == ["ftdi second 70 0", "ftdi first 10", "lpt second 70 0", "lpt first 10", ""] \
         else "second processes:\n" + out
 
 
-def main():
-    parser = argparse.ArgumentParser()
-    for option in ("--zindle", "--vtarget", "--gang"):
-        parser.add_argument(option, required=True)
-    o = parser.parse_args()
-    for name, value in vars(o).items():
-        setattr(o, name, os.path.abspath(value))
-    unused_back = [("POSITION %d " + UNUSED + ", back in serial.txt") % (n, "70, setup error (adapter, port, "
-                                                                        "permissions or files)", 999 + n)
-                   for n in range(1, 5)]
+def main(o):
+    unused_back = [("POSITION %d " + UNUSED + ", back in serial.txt") % (
+        n, "70, setup error (adapter, port, permissions or files)", 999 + n) for n in range(1, 5)]
     return report([
         ("four boards on an FT4232H and an FT2232H", gang(o, FT4232H_2232H, {}, 0, [
             "POSITION %d PASS serial number %d" % (n, 999 + n) for n in range(1, 5)] + ["4 passed, 0 failed"], "1004\n")),
@@ -108,4 +90,4 @@ def main():
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    script(main, "--gang")

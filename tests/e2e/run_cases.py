@@ -10,65 +10,55 @@ import tempfile
 
 sys.dont_write_bytecode = True
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
-from zindle_e2e import BANNER, report  # noqa: E402
+from zindle_e2e import BANNER, put, report  # noqa: E402
 
 
 def run(command, work, what, status=None, stderr=subprocess.PIPE):
     done = subprocess.run(command, cwd=work, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=stderr,
                           timeout=120)
     if status is not None and done.returncode != status:
-        raise RuntimeError("%s (%s): exit status %d, expected %d\n%s%s" % (
-            what, " ".join(command[1:]), done.returncode, status, done.stdout.decode("latin-1"),
-            (done.stderr or b"").decode("latin-1")))
+        raise RuntimeError("%s (%s): exit status %d, expected %d\n%s" % (
+            what, " ".join(command[1:]), done.returncode, status, done.stdout.decode("latin-1")))
     return done
 
 
 def run_case(c, zindle, vtarget):
-    if c.vtarget is not None and vtarget is None:
-        return "needs the virtual target (--vtarget)"
     with tempfile.TemporaryDirectory(prefix="zindle-e2e-") as work:
-        for name, content in c.files.items():
-            with open(os.path.join(work, name), "wb" if isinstance(content, bytes) else "w") as f:
-                f.write(content)
+        put(work, c.files)
         state = ["--state", os.path.join(work, "chip.state")] if c.state else []
         under = [vtarget, "--deterministic"] + state
         try:
             for n, s in enumerate(c.steps, 1):
                 run(under + s.vtarget + ([] if s.args is None else ["--", zindle] + s.args), work, "step %d" % n,
                     s.status, subprocess.STDOUT)
-            command = [zindle] + c.args if c.vtarget is None else under + c.vtarget + ["--", zindle] + c.args
-            done = run(command, work, "command")
+            done = run([zindle] + c.args if c.vtarget is None else under + c.vtarget + ["--", zindle] + c.args, work,
+                       "command")
             checked = c.check and c.check(work, lambda *o: run([vtarget] + state + list(o), work, "vtarget", 0)
                                           .stdout.decode("latin-1"))
         except Exception as e:  # a broken step or check is a failed case, not a crashed runner
             return "%s: %s" % (type(e).__name__, e)
     problems = [] if done.returncode == c.status else ["exit status %d, expected %d" % (done.returncode, c.status)]
-    text = done.stdout.decode("latin-1")
-    if c.banner:
-        m = BANNER.match(text)
-        problems += [] if m else ["no banner at the start of the output"]
-        text = text[m.end():] if m else text
+    text, m = done.stdout.decode("latin-1"), BANNER.match(done.stdout.decode("latin-1"))
+    problems += [] if m else ["no banner at the start of the output"]
+    text = text[m.end():] if m else text
     problems.append(c.stdout(text) if callable(c.stdout) else
                     None if text == c.stdout else "output %r\nexpected %r" % (text, c.stdout))
     if done.stderr and c.vtarget is None:
         problems.append("wrote to standard error: %r" % done.stderr.decode("latin-1"))
-    problems.append(checked)
-    return "\n".join(p for p in problems if p) or None
+    return "\n".join(p for p in problems + [checked] if p) or None
 
 
 def main():
     parser = argparse.ArgumentParser()
-    parser.add_argument("--zindle", required=True)
-    parser.add_argument("--vtarget")
+    parser.add_argument("--zindle", required=True, type=os.path.abspath)
+    parser.add_argument("--vtarget", required=True, type=os.path.abspath)
     parser.add_argument("case_files", nargs="+")
-    o = parser.parse_args()
-    zindle, vtarget = os.path.abspath(o.zindle), o.vtarget and os.path.abspath(o.vtarget)
-    results = []
+    o, results = parser.parse_args(), []
     for path in o.case_files:
         spec = importlib.util.spec_from_file_location(os.path.splitext(os.path.basename(path))[0], path)
         module = importlib.util.module_from_spec(spec)
         spec.loader.exec_module(module)
-        results += [("%s: zindle %s" % (c.name, " ".join(c.args)), run_case(c, zindle, vtarget))
+        results += [("%s: zindle %s" % (c.name, " ".join(c.args)), run_case(c, o.zindle, o.vtarget))
                     for c in module.CASES]
     return report(results)
 

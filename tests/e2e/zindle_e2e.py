@@ -1,9 +1,12 @@
 # Shared pieces of the end-to-end tests: the case record run by run_cases.py, expected output pieces,
 # checks of the chip and the files afterwards, and helpers of the standalone scripts.
+import argparse
 import difflib
 import os
 import re
-import time
+import subprocess
+import sys
+import tempfile
 from dataclasses import dataclass, field
 from typing import Callable, Dict, List, Optional, Union
 
@@ -81,38 +84,13 @@ def image(size, pieces, base=b""):
     return bytes(memory)
 
 
-def parse_hex(text):
-    """An Intel HEX text as {address: byte}: data, extended segment and extended linear records."""
-    memory, base = {}, 0
-    for line in text.split():
-        raw = bytes.fromhex(line[1:])
-        if sum(raw) & 0xFF:
-            raise ValueError("bad checksum: " + line)
-        length, address, kind = raw[0], raw[1] << 8 | raw[2], raw[3]
-        if kind == 0:
-            memory.update({base + address + i: b for i, b in enumerate(raw[4:4 + length])})
-        elif kind in (2, 4):
-            base = (raw[4] << 8 | raw[5]) << (4 if kind == 2 else 16)
-        elif kind == 1:
-            break
-    return memory
-
-
 def make_hex(pieces):
-    """Intel HEX with extended linear address records for {address: bytes}."""
-    lines, upper = [], -1
-
-    def record(kind, address, payload):
-        raw = bytes([len(payload), address >> 8 & 0xFF, address & 0xFF, kind]) + payload
-        lines.append(":" + (raw + bytes([-sum(raw) & 0xFF])).hex().upper())
-    for start, content in sorted(pieces.items()):
-        for address in range(start, start + len(content), 16):
-            if address >> 16 != upper:
-                upper = address >> 16
-                record(4, 0, bytes([upper >> 8, upper & 0xFF]))
-            record(0, address & 0xFFFF, content[address - start:address - start + 16])
-    record(1, 0, b"")
-    return "\n".join(lines) + "\n"
+    """Intel HEX of {address: bytes} as srec_cat writes it: 16-byte records, extended linear addresses."""
+    with tempfile.TemporaryDirectory() as t:
+        put(t, {"%d.bin" % n: content for n, content in enumerate(pieces.values())})
+        inputs = sum(([os.path.join(t, "%d.bin" % n), "-binary", "-offset", str(a)] for n, a in enumerate(pieces)), [])
+        return subprocess.run(["srec_cat", *inputs, "-o", "-", "-intel", "-obs=16"], stdout=subprocess.PIPE,
+                              check=True, universal_newlines=True).stdout
 
 
 def normalise(text):
@@ -123,9 +101,8 @@ def normalise(text):
 
 
 def exact(expected):
-    """The whole output, normalised; in `expected` <N> stands for any count and <*> for any text in a line."""
-    pattern = re.compile("".join({"<N>": r"\d+", "<*>": r"[^\n]*"}.get(p, re.escape(p))
-                                 for p in re.split(r"(<N>|<\*>)", expected)), re.S)
+    """The whole output, normalised; in `expected` <*> stands for any text in a line."""
+    pattern = re.compile("[^\n]*".join(map(re.escape, expected.split("<*>"))), re.S)
 
     def check(text):
         text = normalise(text)
@@ -144,11 +121,8 @@ def expect(*parts, absent=(), last=None):
                 return "missing (in order): %r\n--- output ---\n%s" % (part, text)
             position += len(part)
         bad = [p for p in absent if p in text]
-        if bad:
-            return "unexpected: %r\n--- output ---\n%s" % (bad, text)
-        if last is not None and not re.search(r"\d\.\d+ " + re.escape(last) + r"\Z", text):
-            return "trace does not end with %r\n--- output ---\n%s" % (last, text)
-        return None
+        if bad or last is not None and not re.search(r"\d\.\d+ " + re.escape(last) + r"\Z", text):
+            return "unexpected %r or not ending with %r\n--- output ---\n%s" % (bad, last, text)
     return check
 
 
@@ -166,7 +140,6 @@ class case:
     args: List[str]
     status: int
     stdout: Union[str, Callable[[str], Optional[str]]]  # exact text, or a check: None when right
-    banner: bool = True  # the output starts with the banner (checked, then cut off)
     files: Dict[str, Union[str, bytes]] = field(default_factory=dict)  # written into the run directory
     vtarget: Optional[List[str]] = None  # run as: vtarget OPTIONS -- zindle ARGS
     steps: List[step] = field(default_factory=list)
@@ -181,21 +154,16 @@ def prog(name, args, status, body, chip="mega8", ident=None, files=FILES, vtarge
                 files=files, vtarget=["--chip", chip, *vtarget], state=True, steps=list(steps), check=check)
 
 
-def memories(run_vtarget, work):
-    run_vtarget("--flash-out", "flash.out", "--eeprom-out", "eeprom.out")
-    with open(os.path.join(work, "flash.out"), "rb") as f, open(os.path.join(work, "eeprom.out"), "rb") as g:
-        return f.read(), g.read()
-
-
 def chip_holds(flash=None, eeprom=None):
     """The chip's FLASH and EEPROM equal these whole images (None: not checked)."""
     def check(work, run_vtarget):
-        for name, want, have in zip(("FLASH", "EEPROM"), (flash, eeprom), memories(run_vtarget, work)):
+        run_vtarget("--flash-out", "flash.out", "--eeprom-out", "eeprom.out")
+        for name, want in (("flash", flash), ("eeprom", eeprom)):
+            with open(os.path.join(work, name + ".out"), "rb") as f:
+                have = f.read()
             if want is not None and want != have:
-                first = next((i for i in range(min(len(want), len(have))) if want[i] != have[i]), None)
-                return "%s (%d bytes) differs from the expected %d bytes first at %s" % (
-                    name, len(have), len(want), first)
-        return None
+                first = next((i for i, (a, b) in enumerate(zip(want, have)) if a != b), None)
+                return "%s (%d bytes) differs from the expected %d first at %s" % (name, len(have), len(want), first)
     return check
 
 
@@ -207,20 +175,14 @@ def show_has(*texts):
     return check
 
 
-def file_is(name, content):
+def file_is(name, content, hex_file=False):
+    """The file holds `content`; a HEX file read by srec_cat holds exactly these bytes from address 0."""
     def check(work, run_vtarget):
         path = os.path.join(work, name)
-        have = open(path).read() if os.path.exists(path) else None
-        return None if have == content else "%s holds %r, expected %r" % (name, have, content)
-    return check
-
-
-def hex_file_is(name, content):
-    def check(work, run_vtarget):
-        with open(os.path.join(work, name)) as f:
-            memory = parse_hex(f.read())
-        ok = sorted(memory) == list(range(len(content))) and bytes(memory[a] for a in sorted(memory)) == content
-        return None if ok else "%s differs" % name
+        have = None if not os.path.exists(path) else subprocess.run(
+            ["srec_cat", path, "-intel", "-o", "-", "-binary"], stdout=subprocess.PIPE, check=True).stdout \
+            if hex_file else open(path).read()
+        return None if have == content else "%s holds %r, expected %r" % (name, have[:64], content[:64])
     return check
 
 
@@ -230,16 +192,12 @@ def trace(work):
         return [line.split()[1:] for line in f]
 
 
-def isp_sent(work):
-    return [" ".join(line[1:5]) for line in trace(work) if line[0] == "isp"]
-
-
-def sends(*instructions):
-    """The chip received these instructions one right after the other."""
+def sends(*instructions, in_a_row=True):
+    """The chip received instructions beginning so in this order, one right after the other unless not in_a_row."""
     def check(work, run_vtarget):
-        sent, n = isp_sent(work), len(instructions)
-        found = any(tuple(sent[i:i + n]) == instructions for i in range(len(sent)))
-        return None if found else "instructions %s not sent in a row" % (instructions,)
+        sent = "".join("\n" + " ".join(line[1:5]) for line in trace(work) if line[0] == "isp")
+        pattern = (r"[^\n]*\n" if in_a_row else r".*\n").join(map(re.escape, instructions))
+        return None if re.search("\n" + pattern, sent, re.S) else "instructions %s not sent" % (instructions,)
     return check
 
 
@@ -249,30 +207,32 @@ def all_of(*checks):
     return check
 
 
-def child_of(pid):
-    """The program vtarget started (its only child)."""
-    deadline = time.time() + 10
-    while time.time() < deadline:
-        try:
-            with open("/proc/%d/task/%d/children" % (pid, pid)) as f:
-                children = f.read().split()
-            if children:
-                return int(children[0])
-        except OSError:
-            pass
-        time.sleep(0.01)
-    return None
+def put(work, files):
+    for name, content in files.items():
+        with open(os.path.join(work, name), "wb" if isinstance(content, bytes) else "w") as f:
+            f.write(content)
 
 
-def read_until(stream, mark):
-    """The output of a running program up to and including `mark` (or its end)."""
-    output = b""
-    while mark not in output:
-        piece = stream.read1(4096)
+def output(command, cwd, timeout=120, **options):
+    """(exit status, standard output and error) of a command run to its end."""
+    done = subprocess.run(command, cwd=cwd, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                          stderr=subprocess.STDOUT, timeout=timeout, **options)
+    return done.returncode, done.stdout.decode("latin-1")
+
+
+def running(command, mark, **options):
+    """Starts vtarget and reads its output up to `mark`: (process, output, pid of the program it started or None)."""
+    proc, text = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, **options), b""
+    while mark not in text:
+        piece = proc.stdout.read1(4096)
         if not piece:
             break
-        output += piece
-    return output
+        text += piece
+    try:
+        with open("/proc/%d/task/%d/children" % (proc.pid, proc.pid)) as f:
+            return proc, text, int(f.read().split()[0])
+    except (OSError, IndexError):
+        return proc, text, None
 
 
 def report(results):
@@ -283,3 +243,12 @@ def report(results):
         print("FAIL  %s\n%s" % (name, problem) if problem else "ok    %s" % name)
     print("%d passed, %d failed" % (len(results) - failed, failed))
     return 1 if failed or not results else 0
+
+
+def script(body, *options):
+    """A standalone script's start: --zindle, --vtarget and `options`, required, as absolute paths; exits with
+    body(options)'s status."""
+    parser = argparse.ArgumentParser()
+    for option in ("--zindle", "--vtarget") + options:
+        parser.add_argument(option, required=True, type=os.path.abspath)
+    sys.exit(body(parser.parse_args()))
