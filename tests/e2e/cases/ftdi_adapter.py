@@ -1,12 +1,12 @@
 # The FTDI adapters through the virtual target's D2XX library: listing, opening by default description, d= and s=,
-# the channel rules of each chip type, type mismatch, library and USB failures, and whole programming runs on
-# FT2232C/D, FT2232H and FT4232H with a moved RESET, LEDs and a key.
+# the channel rules of each chip type, type mismatch, library failures, and whole programming runs (each opened by
+# its default description) on FT2232C/D, FT2232H and FT4232H with a moved RESET, LEDs and a key.
 import os
 import re
 
-from zindle_e2e import DATA, case, echo, expect
+from zindle_e2e import DATA, FLASH_BIN, case, chip_holds, echo, expect, padded
 
-FLASH_HEX, FLASH_BIN = (os.path.join(DATA, "hex", "small_flash." + kind) for kind in ("hex", "bin"))
+FLASH_HEX = os.path.join(DATA, "hex", "small_flash.hex")
 IDENTIFIED = expect("Device connected, mega8|mega8A detected\n", "Reset pin released\n")
 OPENED = "\t% FTDI driver version "  # printed at the debug level once the channel is open
 MISMATCH = "Can't use opened FTDI device (some of parameters not match)\nRequested  %s\nFound      %s\n"
@@ -17,13 +17,10 @@ MAPS = {"ft2232c": ("ft2232", "reset=acbus2:led_ok=acbus0:led_error=acbus1:key=~
         "ft4232h": ("ft4232h", "reset=dbus5:led_ok=dbus6:led_error=dbus7:key=~dbus4")}
 
 
-def ftdi(name, args, status, stdout, chip="ft2232h", fault=None, extra=(), whole=True):
-    """A run under one FTDI chip; a str stdout is the message after the echo, followed by an empty line (and by
-    the rest of the output unless whole)."""
-    expected = echo(*args) + stdout + "\n" if isinstance(stdout, str) else stdout
-    expected = expected if whole or callable(expected) else expect(expected)
-    return case(name, args, status, expected,
-                vtarget=["--ftdi", chip, *(["--fault", fault] if fault else []), *extra])
+def ftdi(name, args, status, stdout, chip="ft2232h", fault=None, extra=(), **options):
+    """A run under one FTDI chip; a str stdout is the whole output after the echo but for the last empty line."""
+    return case(name, args, status, echo(*args) + stdout + "\n" if isinstance(stdout, str) else stdout,
+                vtarget=["--ftdi", chip, *(["--fault", fault] if fault else []), *extra], **options)
 
 
 CASES = [
@@ -42,8 +39,6 @@ CASES = [
         'No FTDI "port" switch found\ndevice with default description "Dual RS232-HS A" will be used\n'
         "\t% 'libftd2xx.so' successfully loaded, version ", OPENED,
         "\t% FT2232 MPSSE SPI adapter created, SCK frequency 188kHz\n", "Device connected, mega8|mega8A detected\n")),
-    ftdi("default description on FT4232H", ["+mega8", "-aft4232h"], 0, IDENTIFIED, chip="ft4232h"),
-    ftdi("default description on FT2232C/D", ["+mega8", "-aft2232"], 0, IDENTIFIED, chip="ft2232c"),
     ftdi("default description missing", ["+mega8", "-aft2232h"], 70, "Can't open FTDI device with description "
          '"Dual RS232-HS A" (FT_DEVICE_NOT_FOUND)\n', chip="ft2232c"),
     ftdi("opening by serial number", ["+mega8", "-aft2232h", "-ps=VT000001A"], 0, IDENTIFIED),
@@ -66,8 +61,6 @@ CASES = [
          "Channel B can't be used for MPSSE mode\n", chip="ft2232c"),
     ftdi("FT4232H channel C is refused", ["+mega8", "-aft4232h", "-pd=Quad RS232-HS C"], 70,
          "Channel C can't be used for MPSSE mode\n", chip="ft4232h"),
-    ftdi("FT4232H channel D is refused", ["+mega8", "-aft4232h", "-ps=VT000001D"], 70,
-         "Channel D can't be used for MPSSE mode\n", chip="ft4232h"),
     # Adapter and -p refusals before or while opening.
     ftdi("no generated clock", ["+mega8", "-aft2232h", "-o0"], 70,
          "FT2232/FT4232 hardware SPI adapter can't generate XTAL\n"),
@@ -81,22 +74,12 @@ CASES = [
     case("no library at all", ["+mega8", "-aft2232h"], 70, lambda text: None if re.fullmatch(
         re.escape(echo("+mega8", "-aft2232h")) + r"Can't load library 'libftd2xx\.so' \([^\n]+\)\n\n", text)
         else "no library refusal:\n" + text),
-    ftdi("short read from the chip", ["+mega8", "-aft2232h"], 70, "Can't read from FTDI chip\n",
-         fault="usb-short-read=2", whole=False),
-    ftdi("USB write error", ["+mega8", "-aft2232h"], 70, "Can't write to FTDI chip (FT_IO_ERROR)\n",
-         fault="usb-write-error=3", whole=False),
-    ftdi("USB read error", ["+mega8", "-aft4232h"], 70, "Can't read from FTDI chip (FT_IO_ERROR)\n", chip="ft4232h",
-         fault="usb-read-error=1", whole=False),
-    # Whole runs.
+    # Whole runs: the chip holds the program afterwards.
     *[ftdi("erase, write and verify on %s with a pin map" % chip, ["+mega328p", "-a%s:%s" % MAPS[chip], "-ew", "-v",
                                                                    FLASH_HEX], 0,
            expect("Device erased\n", "Programming CODE memory\n", "Verifying CODE memory\n", " passed\n",
-                  "Reset pin released\n"), chip=chip, extra=["--chip", "mega328p", "--wiring", "map:" + MAPS[chip][1]])
-      for chip in MAPS],
-    ftdi("reading back a known FLASH", ["+mega328p", "-aft2232h", "-v", FLASH_HEX], 0,
-         expect("Verifying CODE memory\n", " passed\n"), extra=["--chip", "mega328p", "--flash-in", FLASH_BIN]),
-    ftdi("outputs off after the run", ["+mega8", "-aft2232h", "-az"], 0,
-         expect("Reset pin released\n", "FT2232 left in MPSSE mode with programming pins configured as inputs\n")),
+                  "Reset pin released\n"), chip=chip, extra=["--chip", "mega328p", "--wiring", "map:" + MAPS[chip][1]],
+           state=True, check=chip_holds(padded(FLASH_BIN, 32768))) for chip in MAPS],
     # A parallel-port run does not load the D2XX library (on the search path here, unlike "no library at all").
     case("LPT adapter run", ["+mega8", "-p/dev/parport0"], 0, IDENTIFIED, vtarget=[]),
 ]

@@ -57,7 +57,6 @@ CASES += [
     # Forced past the detection, the ByteBlaster wiring is driven anyway: the chip never answers.
     lpt("ByteBlaster forced", ["-ab", "-!", PP], 40, "Altera ByteBlaster not found, but forced by '-!'\n",
         "Adapter enabled\n", "Can't resync\n", "Adapter disabled\n", absent=[DETECTED]),
-    lpt("STK forced onto an STK", ["-as", "-!", PP], 0, DETECTED, vtarget=["--wiring", "stk200"]),
     # User pin maps, inline and from a file; LEDs show the result at exit.
     lpt("user map inline", ["-%", "-am:name=Mine:" + MAP, PP], 0, "Adapter 'Mine'\n", "\t% Mine adapter mode\n",
         "Adapter enabled\n", DETECTED, "Adapter disabled\n", last=exit_line("low", led_ok="high"),
@@ -66,8 +65,6 @@ CASES += [
         "\t% loading config file 'cable.cfg'\n", "Adapter 'From file'\n", DETECTED, last=exit_line("low", "high")),
         files={"cable.cfg": "# home made\nname = From file ; the label\n"
                + "".join(e + "   # pin\n" for e in MAP.split(":"))}, vtarget=vt("--wiring", "map:" + MAP)),
-    lpt("user map, failing run lights the error LED", ["-am:" + MAP, PP], 30, "Adapter ''\n", "Adapter disabled\n",
-        last=exit_line("low", led_error="high"), vtarget=["--wiring", "map:" + MAP, "--fault", "signature=1E9999"]),
     lpt("user map file not found", ["-am=nowhere.cfg", PP], 70, "File 'nowhere.cfg' not found\n", absent=["isp "]),
     lpt("user map without mosi", ["-amX", PP], 70, "mosi must be defined\n"),
     # The clock from the XTAL line.
@@ -79,9 +76,6 @@ CASES += [
     # Port writes as fast as measured and a 300 kHz chip: SCK is too fast.
     lpt("SCK too fast for the chip", [PP], 40, "Can't resync\n", last=exit_line("high"),
         vtarget=["--lpt-cycle", "0.2", "--osc", "300k"]),
-    # The lock and fuse reads of a 90S4434 are the same instruction with the same answer: one trace line, counted.
-    case("identical instructions in a row are counted in the trace", ["+90S4434", PP], 0, expect(
-        NOT, "isp 58 00 00 00 -> 00 58 00 DF x2\n"), vtarget=vt("--chip", "90S4434")),
     lpt("exactly two clock periods per SCK phase are too few", ["-o2MHz", PP], 40, "Can't resync\n",
         vtarget=["--osc", "1M"]),
     # A real program through direct I/O: erase, write and verify, the chip holding it afterwards.

@@ -58,9 +58,6 @@ CASES = [
         + counter(1) + END_OK, check=chip_holds(counter_flash("mega8", 1))),
     run("counter 65534 writes nothing", "mega8", ["-e", "-n"], 0, "Read number of erases 65534\n" + ERASED + END_OK,
         stored=65534, check=chip_holds(counter_flash("mega8", None))),
-    run("counter read without an erase", "mega8", ["-n", "-r", "-c", "read.hex"], 0, "Read number of erases 5\n"
-        + FUSES["mega8"] + op("Reading CODE memory", 8190) + END_OK, stored=5,
-        check=chip_holds(counter_flash("mega8", 5))),
     run("counter forced to 7", "mega8", ["-e", "-n7"], 0, "Read number of erases 5\nNumber of erases forced to 7\n"
         + ERASED + counter(7) + END_OK, stored=5, check=chip_holds(counter_flash("mega8", 7))),
     run("counter above 128 KB", "mega2560", ["-e", "-n"], 0, "Read number of erases 5\nDevice erased\n"
@@ -90,15 +87,13 @@ CASES = [
             **serno_bytes(41), 0x10: 0xA1, 0x11: 0xB2, 0x12: 0xC3,
             LDI: FLASH_BIN[LDI] & 0xF0 | LDI_VALUE & 0x0F, LDI + 1: FLASH_BIN[LDI + 1] & 0xF0 | LDI_VALUE >> 4}),
             padded(EEPROM_BIN, 512)))),
-    run("OSCCAL into plain FLASH", "mega8", ["-w", "-c*OSCCAL=110", "prog.hex"], 0, "OSCCAL0 inserted to CODE memory"
-        " at 0x110 \n" + FUSES["mega8"] + WRITTEN + END_OK, check=chip_holds(cells({0x110: OSCCAL[0]}))),
     run("OSCCAL into EEPROM clamped at 0", "mega8", ["-w", "-d*OSCCAL3=2,-200", "-d", "prog.eep"], 0,
         "Warning: corrected osccal value limited by 0x00\nOSCCAL3-200 inserted to DATA memory at 0x2 \n"
         + FUSES["mega8"] + op("Programming DATA memory") + END_OK,
         check=chip_holds(eeprom=image(512, {2: b"\0"}, EEPROM_BIN))),
-    run("OSCCAL clamped at 0xFF", "mega8", ["-w", "-c*OSCCAL2=100,+200", "prog.hex"], 0, "Warning: corrected osccal "
-        "value limited by 0xFF\nOSCCAL2+200 inserted to CODE memory at 0x100 \n" + FUSES["mega8"] + WRITTEN + END_OK,
-        check=chip_holds(cells({0x100: 0xFF}))),
+    run("OSCCAL (byte 0 unless named) clamped at 0xFF", "mega8", ["-w", "-c*OSCCAL=100,+200", "prog.hex"], 0,
+        "Warning: corrected osccal value limited by 0xFF\nOSCCAL0+200 inserted to CODE memory at 0x100 \n"
+        + FUSES["mega8"] + WRITTEN + END_OK, check=chip_holds(cells({0x100: 0xFF}))),
     # A good run, a failed one and another good one: the failure does not use up a number.
     run("serial numbers across runs", "mega8", ["-ew", "-v", SERNO, "prog.hex"], 0, "Chip serial number is 42\n"
         + ERASED + WRITTEN + VERIFIED + END_OK, files={"serial.txt": "41\n"},
@@ -117,22 +112,16 @@ CASES = [
         + "Can't write %s\nnext serial number is 42\nOperation not permitted\nReset pin released\n" % SEALED),
     run("special cells ignored without write or verify", "mega8", ["-e", "-c*SERNO4=100,missing.txt"], 0,
         ERASED + END_OK),
-    # Refusals.
-    run("no such calibration byte", "mega8", ["-w", "-c*OSCCAL4=100", "prog.hex"], 70,
-        "OSCCAL4 not exist in selected chip\n" + END_FAIL),
-    run("destination beyond the counter", "mega8", ["-w", "-n", "-c*OSCCAL=1FFE", "prog.hex"], 70,
-        "OSCCAL destination address too large\n" + END_FAIL),
-    run("LDI destination too large", "mega8", ["-w", "-c?SERNO2=1FFD,serial.txt", "prog.hex"], 70,
-        "SERNO destination address too large\n" + END_FAIL, files={"serial.txt": "7"},
-        check=file_is("serial.txt", "7")),
-    run("no EEPROM image", "mega8", ["-w", "-d*OSCCAL=2", "prog.hex"], 70,
-        "No hex records for EEPROM, can't insert OSCCAL\n" + END_FAIL),
-    run("cell outside the image", "mega8", ["-w", "-c*BYTES2=200,A1B2", "prog.hex"], 50,
-        "HEX record for BYTES not found\n" + END_FAIL),
-    run("serial number length", "mega8", ["-w", "-c*SERNO5=100,serial.txt", "prog.hex"], 70,
-        "Invalid SERNO length\n" + END_FAIL, files={"serial.txt": "7"}),
-    run("serial number file missing", "mega8", ["-w", SERNO, "prog.hex"], 70,
-        "Can't open file 'serial.txt'\nNo such file or directory\n" + "Reset pin released\n"),
-    run("serial number unreadable", "mega8", ["-w", SERNO, "prog.hex"], 50, "Can't read serial.txt\n<*>\n"
-        "Reset pin released\n", files={"serial.txt": "abc"}, check=file_is("serial.txt", "abc")),
 ]
+# Refusals: arguments, status, message before the release, serial number file (kept as it was).
+REFUSED = [(["-w", "-c*OSCCAL4=100"], 70, "OSCCAL4 not exist in selected chip\n\n", None),
+           (["-w", "-n", "-c*OSCCAL=1FFE"], 70, "OSCCAL destination address too large\n\n", None),
+           (["-w", "-c?SERNO2=1FFD,serial.txt"], 70, "SERNO destination address too large\n\n", "7"),
+           (["-w", "-d*OSCCAL=2"], 70, "No hex records for EEPROM, can't insert OSCCAL\n\n", None),
+           (["-w", "-c*BYTES2=200,A1B2"], 50, "HEX record for BYTES not found\n\n", None),
+           (["-w", "-c*SERNO5=100,serial.txt"], 70, "Invalid SERNO length\n\n", "7"),
+           (["-w", SERNO], 70, "Can't open file 'serial.txt'\nNo such file or directory\n", None),
+           (["-w", SERNO], 50, "Can't read serial.txt\n<*>\n", "abc")]
+CASES += [run(message.split("\n")[0], "mega8", args + ["prog.hex"], status, message + "Reset pin released\n",
+              files=kept and {"serial.txt": kept}, check=kept and file_is("serial.txt", kept))
+          for args, status, message, kept in REFUSED]
