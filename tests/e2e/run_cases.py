@@ -29,7 +29,7 @@ def run_case(c, zindle, vtarget):
         under = [vtarget, "--deterministic"] + state
         try:
             for n, s in enumerate(c.steps, 1):
-                run(under + s.vtarget + ([] if s.args is None else ["--", zindle] + s.args), work, "step %d" % n,
+                run([*under, *s.vtarget] + ([] if s.args is None else ["--", zindle, *s.args]), work, "step %d" % n,
                     s.status, subprocess.STDOUT)
             done = run([zindle] + c.args if c.vtarget is None else under + c.vtarget + ["--", zindle] + c.args, work,
                        "command")

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 """vcd_test.py --zindle ZINDLE --vtarget VTARGET: sigrok-cli's SPI decoder reads from a run's VCD exactly the bytes
-its trace lists, both ways; the file is well-formed; recording does not change the run (77: no sigrok-cli)."""
+its trace lists, both ways; the lines end released; recording does not change the run (77: no sigrok-cli)."""
 import os
 import re
 import shutil
@@ -34,25 +34,13 @@ def decoded(vcd, line):
 
 
 def check_vcd(path, lines, released):
-    """None when the file is a well-formed recording of `lines` (ending with RESET released), else what is wrong."""
-    values, last_time, dumps = {}, -1, 0
+    """None when the file records `lines` and (if `released`) ends with RESET high and MISO floating."""
     definitions, _, body = open(path).read().partition("$enddefinitions $end\n")
     names = dict(re.findall(r"\$var wire 1 (\S+) (\S+) \$end", definitions))
     if sorted(names.values()) != sorted(lines):
         return "wires %s, expected %s" % (sorted(names.values()), sorted(lines))
-    for number, line in enumerate(body.splitlines(), 1):
-        if line.startswith("#"):
-            if int(line[1:]) <= last_time:
-                return "line %d after the definitions: time %s after %d" % (number, line, last_time)
-            last_time = int(line[1:])
-            if values.get("reset") == "1" and values.get("miso") != "z":
-                return "line %d after the definitions: MISO driven with RESET high" % number
-        elif line[:1] in ("0", "1", "x", "z") and line[1:] in names:
-            values[names[line[1:]]] = line[0]
-        elif line not in ("$dumpvars", "$end") or line == "$dumpvars" and dumps:
-            return "line %d after the definitions: %r" % (number, line)
-        dumps += line == "$dumpvars"
-    if released and (values.get("reset") != "1" or values.get("miso") != "z"):
+    values = {names[m.group(2)]: m.group(1) for m in re.finditer(r"^([01xz])(\S+)$", body, re.M)}
+    if released and (values.get("reset"), values.get("miso")) != ("1", "z"):
         return "at the end RESET %s, MISO %s (expected released, floating)" % (values.get("reset"), values.get("miso"))
 
 

@@ -7,8 +7,8 @@ import re
 import subprocess
 import sys
 import tempfile
-from dataclasses import dataclass, field
-from typing import Callable, Dict, List, Optional, Union
+from collections import namedtuple
+from types import SimpleNamespace
 
 DATA = os.environ.get("ZINDLE_TEST_DATA", os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "data"))
 PP = "-p/dev/parport0"  # the fast ppdev emulation
@@ -113,45 +113,28 @@ def exact(expected):
 
 def expect(*parts, absent=(), last=None):
     """Every part appears, in this order; no absent text appears; the trace ends with `last`."""
-    def check(text):
-        position = 0
-        for part in parts:
-            position = text.find(part, position)
-            if position < 0:
-                return "missing (in order): %r\n--- output ---\n%s" % (part, text)
-            position += len(part)
-        bad = [p for p in absent if p in text]
-        if bad or last is not None and not re.search(r"\d\.\d+ " + re.escape(last) + r"\Z", text):
-            return "unexpected %r or not ending with %r\n--- output ---\n%s" % (bad, last, text)
-    return check
+    pattern = re.compile(".*?".join(map(re.escape, parts)) + (r".*\d\.\d+ " + re.escape(last) + r"\Z" if last else ""),
+                         re.S)
+    return lambda text: None if pattern.search(text) and not any(a in text for a in absent) else \
+        "expected in order %r, absent %r, last %r:\n%s" % (parts, absent, last, text)
 
 
-@dataclass
-class step:
-    """A run before the case's command, in the same directory and on the same chip."""
-    args: Optional[List[str]]  # zindle arguments; None: the virtual target alone (--flash-in, --show, ...)
-    vtarget: List[str] = field(default_factory=list)
-    status: int = 0
+# A run before the case's command in the same directory, on the same chip; args None: vtarget alone (--flash-in ...).
+step = namedtuple("step", "args vtarget status", defaults=((), 0))
 
 
-@dataclass
-class case:
-    name: str
-    args: List[str]
-    status: int
-    stdout: Union[str, Callable[[str], Optional[str]]]  # exact text, or a check: None when right
-    files: Dict[str, Union[str, bytes]] = field(default_factory=dict)  # written into the run directory
-    vtarget: Optional[List[str]] = None  # run as: vtarget OPTIONS -- zindle ARGS
-    steps: List[step] = field(default_factory=list)
-    state: bool = False  # every vtarget run of the case gets --state WORKDIR/chip.state
-    check: Optional[Callable] = None  # check(workdir, run_vtarget): None when the chip and files are right
+def case(name, args, status, stdout, files={}, vtarget=None, steps=(), state=False, check=None):
+    """stdout: the exact text after the banner, or a check (None when right); files: written into the run directory;
+    vtarget: run as vtarget OPTIONS -- zindle ARGS; state: each vtarget run of the case gets --state chip.state;
+    check(workdir, run_vtarget): None when the chip and files are right afterwards."""
+    return SimpleNamespace(**locals())
 
 
 def prog(name, args, status, body, chip="mega8", ident=None, files=FILES, vtarget=(), steps=(), check=None, port=PP):
     """A programming run through ppdev on a saved chip: the whole output after the echo is `body`."""
     args = ["+" + chip, *args] + ([port] if port else [])
     return case(name, args, status, exact(echo(*args) + (ident or detected(NAMES.get(chip, chip))) + body),
-                files=files, vtarget=["--chip", chip, *vtarget], state=True, steps=list(steps), check=check)
+                files=files, vtarget=["--chip", chip, *vtarget], state=True, steps=steps, check=check)
 
 
 def chip_holds(flash=None, eeprom=None):
