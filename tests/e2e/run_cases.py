@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""run_cases.py --zindle ZINDLE [--vtarget VTARGET] cases/FILE.py...: runs the CASES (zindle_e2e.case) of each
-file; every run under the virtual target uses its deterministic clock, so no result depends on the host's speed."""
+"""run_cases.py --zindle ZINDLE --vtarget VTARGET cases/FILE.py...: runs the CASES (zindle_e2e.case) and the TESTS
+((name, test(options, work directory) -> problem or None)) of each file (77: a file's SKIP says why it can't run)."""
 import argparse
 import importlib.util
 import os
@@ -58,8 +58,17 @@ def main():
         spec = importlib.util.spec_from_file_location(os.path.splitext(os.path.basename(path))[0], path)
         module = importlib.util.module_from_spec(spec)
         spec.loader.exec_module(module)
+        if getattr(module, "SKIP", None):
+            print(module.SKIP)
+            return 77
         results += [("%s: zindle %s" % (c.name, " ".join(c.args)), run_case(c, o.zindle, o.vtarget))
-                    for c in module.CASES]
+                    for c in getattr(module, "CASES", [])]
+        for name, test in getattr(module, "TESTS", []):
+            with tempfile.TemporaryDirectory(prefix="zindle-e2e-") as work:
+                try:
+                    results.append((name, test(o, work)))
+                except Exception as e:
+                    results.append((name, "%s: %s" % (type(e).__name__, e)))
     return report(results)
 
 

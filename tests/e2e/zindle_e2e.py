@@ -22,21 +22,22 @@ NAMES = {"mega8": M8, "tiny13": T13}
 SIZES = {"mega8": (8192, 512), "tiny13": (1024, 64), "90S2313": (2048, 128), "mega2560": (262144, 4096)}
 END_OK = "Total time T\nReset pin released\n"
 END_FAIL = "\nReset pin released\n"  # the failure's empty line, then the release
+
+def readout(osccal, *fuse_bytes):
+    """A fuse printout: the calibration bytes, then per byte "NAME VALUE FIELD=VALUE..." its line and fields."""
+    return "Fuses \n  OSCCAL%s\t= %s\n" % ("s" if " " in osccal else " ", osccal) + "".join(
+        "_%s = 0x%s\n" % tuple(byte.split()[:2]) + "".join("  %-10s\t= %s\n" % tuple(f.split("="))
+                                                         for f in byte.split()[2:]) for byte in fuse_bytes)
+
+
 # The fuse read-outs of factory-new chips.
-FUSES = {
-    "mega8": "Fuses \n  OSCCALs\t= A6 AE AD AA\n_LOCK = 0xFF\n  BLB1      \t= 3\n  BLB0      \t= 3\n"
-             "_LOW = 0xE1\n  BODLEVEL  \t= 1\n  BODEN     \t= 1\n  SUT       \t= 2\n  CKSEL     \t= 1\n"
-             "_HIGH = 0xD9\n  RSTDISBL  \t= 1\n  WDTON     \t= 1\n  CKOPT     \t= 1\n  EESAVE    \t= 1\n"
-             "  BOOTSZ    \t= 0\n  BOOTRST   \t= 1\n",
-    "tiny13": "Fuses \n  OSCCALs\t= AE A4\n_LOW = 0x6A\n  EESAVE    \t= 1\n  WDTON     \t= 1\n"
-              "  CKDIV     \t= 0\n  SUT       \t= 2\n  CKSEL     \t= 2\n_HIGH = 0xFF\n  SELFPRGEN \t= 1\n"
-              "  DWEN      \t= 1\n  BODLEVEL  \t= 3\n  RSTDISBL  \t= 1\n",
-    "90S2313": "",
-    "mega2560": "Fuses \n  OSCCAL \t= 9D\n_LOCK = 0xFF\n  BLB1      \t= 3\n  BLB0      \t= 3\n"
-                "_LOW = 0x62\n  CKDIV     \t= 0\n  CKOUT     \t= 1\n  SUT       \t= 2\n  CKSEL     \t= 2\n"
-                "_HIGH = 0x99\n  OCDEN     \t= 1\n  JTAGEN    \t= 0\n  WDTON     \t= 1\n  EESAVE    \t= 1\n"
-                "  BOOTSZ    \t= 0\n  BOOTRST   \t= 1\n_EXT = 0xFF\n  BODLEVEL  \t= 7\n",
-}
+FUSES = {"mega8": readout("A6 AE AD AA", "LOCK FF BLB1=3 BLB0=3", "LOW E1 BODLEVEL=1 BODEN=1 SUT=2 CKSEL=1",
+                          "HIGH D9 RSTDISBL=1 WDTON=1 CKOPT=1 EESAVE=1 BOOTSZ=0 BOOTRST=1"),
+         "tiny13": readout("AE A4", "LOW 6A EESAVE=1 WDTON=1 CKDIV=0 SUT=2 CKSEL=2",
+                           "HIGH FF SELFPRGEN=1 DWEN=1 BODLEVEL=3 RSTDISBL=1"),
+         "90S2313": "",
+         "mega2560": readout("9D", "LOCK FF BLB1=3 BLB0=3", "LOW 62 CKDIV=0 CKOUT=1 SUT=2 CKSEL=2",
+                             "HIGH 99 OCDEN=1 JTAGEN=0 WDTON=1 EESAVE=1 BOOTSZ=0 BOOTRST=1", "EXT FF BODLEVEL=7")}
 
 
 def data(name, mode="r"):

@@ -1,17 +1,10 @@
-#!/usr/bin/env python3
-"""vcd_test.py --zindle ZINDLE --vtarget VTARGET: sigrok-cli's SPI decoder reads from a run's VCD exactly the bytes
-its trace lists, both ways; the lines end released; recording does not change the run (77: no sigrok-cli)."""
-import os
-import re
+# sigrok-cli's SPI decoder reads from a run's VCD exactly the bytes its trace lists, both ways; the lines end
+# released; recording does not change the run.
 import shutil
-import subprocess
-import sys
-import tempfile
 
-sys.dont_write_bytecode = True
-sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
-from zindle_e2e import DATA, PP, output, report, script  # noqa: E402
+from zindle_e2e import DATA, PP, os, output, re, subprocess
 
+SKIP = None if shutil.which("sigrok-cli") else "sigrok-cli is not installed: skipped"
 HEX = os.path.join(DATA, "hex", "small_flash.hex")
 ALL_LINES = ["sck", "mosi", "miso", "reset", "xtal", "power", "enable", "led_ok", "led_error", "key"]
 INSTRUCTION = re.compile(r"\s*[0-9.]+ isp ((?:[0-9A-F]{2} ){4})-> ((?:[0-9A-F]{2} ?){4})(?: x(\d+))?$")
@@ -46,6 +39,9 @@ def check_vcd(path, lines, released):
 
 def recorded(o, work, options, program, plain_too):
     """None when a run under vtarget with a trace and a VCD is recorded right, else what is wrong."""
+    program = [o.zindle if program[0] == "zindle" else os.path.join(os.path.dirname(o.vtarget), program[0])] \
+        + program[1:]
+
     def run(name, record):
         return output([o.vtarget, "--deterministic", "--chip", "mega8", *options, *record, "--trace", name + ".trace",
                        "--", *program], work, 600) + (open(os.path.join(work, name + ".trace")).read(),)
@@ -64,22 +60,11 @@ def recorded(o, work, options, program, plain_too):
     return "output or trace differ with --vcd" if plain_too and run("plain", []) != first else None
 
 
-def main(o):
-    if not shutil.which("sigrok-cli"):
-        print("sigrok-cli is not installed: skipped")
-        return 77
-    runs = [("zindle over ppdev", [], [o.zindle, "+mega8", "-ew", "-v", PP, HEX]),
-            ("zindle over direct I/O", [], [o.zindle, "+mega8", "-ew", "-v", HEX]),
-            ("zindle over an FT2232H, ISP lines only", ["--ftdi", "ft2232h", "--vcd-lines", "isp"],
-             [o.zindle, "+mega8", "-aft2232h", "-ew", "-v", HEX]),
-            ("the plain client programming a whole mega8 over ppdev", [],
-             [os.path.join(os.path.dirname(o.vtarget), "vt_lpt_client"), "ppdev", "/dev/parport0", "program", "5"])]
-    results = []
-    for n, (what, options, program) in enumerate(runs):
-        with tempfile.TemporaryDirectory() as work:
-            results.append((what, recorded(o, work, options, program, n == 0)))
-    return report(results)
-
-
-if __name__ == "__main__":
-    script(main)
+RUNS = [("zindle over ppdev", [], ["zindle", "+mega8", "-ew", "-v", PP, HEX]),
+        ("zindle over direct I/O", [], ["zindle", "+mega8", "-ew", "-v", HEX]),
+        ("zindle over an FT2232H, ISP lines only", ["--ftdi", "ft2232h", "--vcd-lines", "isp"],
+         ["zindle", "+mega8", "-aft2232h", "-ew", "-v", HEX]),
+        ("the plain client programming a whole mega8 over ppdev", [],
+         ["vt_lpt_client", "ppdev", "/dev/parport0", "program", "5"])]
+TESTS = [(what, lambda o, work, options=options, program=program, n=n: recorded(o, work, options, program, n == 0))
+         for n, (what, options, program) in enumerate(RUNS)]

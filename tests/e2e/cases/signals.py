@@ -1,15 +1,9 @@
-#!/usr/bin/env python3
-"""signal_test.py --zindle ZINDLE --vtarget VTARGET: real signals in the middle of a run. A signal during a FLASH
-write (on the host's clock, so the write lasts far beyond it) ends the run with status 80, error LED on, power off."""
-import os
+# Real signals in the middle of a run. A signal during a FLASH write (on the host's clock, so the write lasts far
+# beyond it) ends the run with status 80, error LED on, power off; a closed output, a file-size limit and SIGKILL.
 import signal
-import sys
-import tempfile
 import time
 
-sys.dont_write_bytecode = True
-sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
-from zindle_e2e import DATA, PP, output, report, running, script  # noqa: E402
+from zindle_e2e import DATA, PP, os, output, running
 
 MAP = "mosi=D0:miso=BUSY:sck=D1:reset=D2:enable=~D7:led_ok=D3:led_error=D4"  # buffer enable and both LEDs
 CABLE = ["--trace", "run.trace", "--wiring", "map:" + MAP, "--"]
@@ -74,17 +68,6 @@ def killed_mid_write(o, work):
     return "\n".join(problems) or None
 
 
-def main(o):
-    tests = [("%s during a FLASH write" % s.name, lambda work, s=s: interrupted(o, work, s))
-             for s in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)]
-    tests += [(test.__doc__.split(":")[0], lambda work, test=test: test(o, work))
-              for test in (closed_output, file_size_limit, killed_mid_write)]
-    results = []
-    for name, test in tests:
-        with tempfile.TemporaryDirectory(prefix="zindle-signal-") as work:
-            results.append((name, test(work)))
-    return report(results)
-
-
-if __name__ == "__main__":
-    script(main)
+TESTS = [("%s during a FLASH write" % s.name, lambda o, work, s=s: interrupted(o, work, s))
+         for s in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)]
+TESTS += [(test.__doc__.split(":")[0], test) for test in (closed_output, file_size_limit, killed_mid_write)]
