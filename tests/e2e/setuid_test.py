@@ -2,17 +2,14 @@
 """setuid_test.py --zindle ZINDLE --vtarget VTARGET: a set-uid root copy run by a user prints what a plain copy prints
 and opens files with the user's rights; at the adapter key all its ids are the user's. Needs root (else 77); works
 in a mount namespace of its own, the virtual target's libraries laid over the system library directory there alone."""
-import os
 import shutil
 import signal
-import subprocess
 import sys
 import tempfile
 from collections import namedtuple
 
 sys.dont_write_bytecode = True
-sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
-from zindle_e2e import PP, data, normalise, output, report, running, script  # noqa: E402
+from zindle_e2e import PP, data, main, normalise, os, output, running, subprocess  # noqa: E402
 
 UID, GID, GROUP = 47111, 47111, 47112  # the user (a bare uid and gid, no account) and a supplementary group of his
 SECRET = "root-only-secret-line"  # in every root-only file; must never show
@@ -154,35 +151,31 @@ def identities_at_key(t, args, vtarget):
                      for name, value in DROPPED.items() if found.get(name, "").strip() != value) or None
 
 
-def inside(t, zindle, vtarget):
+def installed(o, work):
+    """Mounts the tmpfs and the library overlay and installs; no RPATH or RUNPATH in the program (a set-uid loader
+    would search a library directory of its own as root)."""
     try:
-        subprocess.run(["mount", "-t", "tmpfs", "-o", "mode=0755", "zindle-setuid", t], check=True)
-        install(t, zindle, vtarget)
+        subprocess.run(["mount", "-t", "tmpfs", "-o", "mode=0755", "zindle-setuid", T], check=True)
+        install(T, o.zindle, o.vtarget)
     except subprocess.CalledProcessError as e:
         print("skipped: no private tmpfs or overlay here (%s)" % " ".join(e.cmd[:3]))
-        return 77
-    # The program names no library directory of its own (a set-uid loader would search it as root).
-    dynamic = subprocess.run(["readelf", "-d", zindle], stdout=subprocess.PIPE, check=True).stdout.decode()
-    results = [("no RPATH or RUNPATH in the program", "has a library path" if "PATH)" in dynamic else None)]
-    results += [(c.name, run_case(t, c)) for c in cases(t)]
-    return report(results + [("identities after opening " + name, identities_at_key(t, args, vt))
-                             for name, args, vt in KEY_RUNS])
+        sys.exit(77)
+    return "has a library path" if "PATH)" in output(["readelf", "-d", o.zindle], T)[1] else None
 
 
-def main(o):
-    if os.environ.get(MOUNT):
-        return inside(os.environ[MOUNT], o.zindle, o.vtarget)
+T = os.environ.get(MOUNT)
+if __name__ == "__main__" and T:
+    main([("installed, no RPATH or RUNPATH in the program", installed)]
+         + [(c.name, lambda o, work, c=c: run_case(T, c)) for c in cases(T)]
+         + [("identities after opening " + name, lambda o, work, a=args, v=vt: identities_at_key(T, a, v))
+            for name, args, vt in KEY_RUNS])
+elif __name__ == "__main__":
     if os.geteuid() != 0 or subprocess.run(["unshare", "--mount", "true"], stderr=subprocess.DEVNULL).returncode:
         print("skipped: making a set-uid install needs root and a mount namespace")
-        return 77
+        sys.exit(77)
     mount_point = tempfile.mkdtemp(prefix="zindle-setuid-")
     try:
-        return subprocess.run(["unshare", "--mount", "--propagation", "private", sys.executable, __file__, "--zindle",
-                               o.zindle, "--vtarget", o.vtarget], env=dict(os.environ, **{MOUNT: mount_point}))\
-            .returncode
+        sys.exit(subprocess.run(["unshare", "--mount", "--propagation", "private", sys.executable] + sys.argv,
+                                env=dict(os.environ, **{MOUNT: mount_point})).returncode)
     finally:
         os.rmdir(mount_point)
-
-
-if __name__ == "__main__":
-    script(main)

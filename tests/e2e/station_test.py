@@ -1,15 +1,11 @@
 #!/usr/bin/env python3
 """station_test.py --zindle ZINDLE --vtarget VTARGET --station STATION --config-dir DIR: five boards (virtual targets
 with the kaldo-key.cfg wiring, key pressed after 1 s) pass the station, which tells each verdict from the status."""
-import os
 import shlex
-import subprocess
 import sys
-import tempfile
 
 sys.dont_write_bytecode = True
-sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
-from zindle_e2e import DATA, EEPROM_BIN, output, put, report, script  # noqa: E402
+from zindle_e2e import DATA, EEPROM_BIN, main, os, output, put, subprocess  # noqa: E402
 
 # vtarget options per board, and the verdict's start.
 BOARDS = [("--chip mega8", "PASS board 1: serial number 1000"),
@@ -60,14 +56,6 @@ def check_setup_error(o, work):
         return "a missing HEX file: status %d, serial %r:\n%s" % (status, serial, out)
 
 
-def main(o):
-    results = []
-    for name, test in (("a line of five boards", check_line), ("a missing HEX file stops the station",
-                                                                check_setup_error)):
-        with tempfile.TemporaryDirectory(prefix="zindle-station-") as work:
-            results.append((name, test(o, work)))
-    return report(results)
-
-
 if __name__ == "__main__":
-    script(main, "--station", "--config-dir")
+    main([("a line of five boards", check_line), ("a missing HEX file stops the station", check_setup_error)],
+         "--station", "--config-dir")

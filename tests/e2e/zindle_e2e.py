@@ -1,7 +1,10 @@
-# Shared pieces of the end-to-end tests: the case record run by run_cases.py, expected output pieces,
-# checks of the chip and the files afterwards, and helpers of the standalone scripts.
+#!/usr/bin/env python3
+"""zindle_e2e.py --zindle ZINDLE --vtarget VTARGET cases/FILE.py...: runs each file's CASES (case records, under the
+virtual target's deterministic clock) and TESTS ((name, test(options, work directory) -> problem or None)); 77: a
+file's SKIP says why it can't run. Also the shared pieces: expected output, checks of the chip and files afterwards."""
 import argparse
 import difflib
+import importlib.util
 import os
 import re
 import subprocess
@@ -219,20 +222,65 @@ def running(command, mark, **options):
         return proc, text, None
 
 
-def report(results):
-    """Prints each (name, problem or None) and "N passed, N failed"; the exit status."""
-    failed = 0
-    for name, problem in results:
-        failed += bool(problem)
-        print("FAIL  %s\n%s" % (name, problem) if problem else "ok    %s" % name)
-    print("%d passed, %d failed" % (len(results) - failed, failed))
-    return 1 if failed or not results else 0
+def run_case(c, o, work):
+    """None when the case's command ends as expected, else what is wrong."""
+    put(work, c.files)
+    state = ["--state", os.path.join(work, "chip.state")] if c.state else []
+
+    def run(command, status=None):
+        done = subprocess.run(command, cwd=work, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                              stderr=subprocess.PIPE, timeout=120)
+        if status is not None and done.returncode != status:
+            raise RuntimeError("%s: exit status %d, expected %d\n%s" % (" ".join(command[1:]), done.returncode, status,
+                                                                       (done.stdout + done.stderr).decode("latin-1")))
+        return done
+    for s in c.steps:
+        run([o.vtarget, "--deterministic", *state, *s.vtarget] + ([] if s.args is None else ["--", o.zindle, *s.args]),
+            s.status)
+    done = run([o.zindle] + c.args if c.vtarget is None else [o.vtarget, "--deterministic", *state, *c.vtarget, "--",
+                                                             o.zindle, *c.args])
+    checked = c.check and c.check(work, lambda *options: run([o.vtarget, *state, *options], 0).stdout.decode())
+    text = done.stdout.decode("latin-1")
+    banner = BANNER.match(text)
+    text = text[banner.end():] if banner else text
+    return "\n".join(filter(None, [
+        None if done.returncode == c.status else "exit status %d, expected %d" % (done.returncode, c.status),
+        None if banner else "no banner at the start of the output",
+        c.stdout(text) if callable(c.stdout) else None if text == c.stdout else "output %r\nexpected %r" % (
+            text, c.stdout),
+        "wrote to standard error: %r" % done.stderr if done.stderr and c.vtarget is None else None, checked])) or None
 
 
-def script(body, *options):
-    """A standalone script's start: --zindle, --vtarget and `options`, required, as absolute paths; exits with
-    body(options)'s status."""
+def main(tests=(), *options):
+    """Runs `tests` (a standalone script's, with its `options`) or those of the case files named; exits with 0 when
+    all pass, 1 when any fails, 77 when a case file's SKIP says why it can't run."""
     parser = argparse.ArgumentParser()
     for option in ("--zindle", "--vtarget") + options:
         parser.add_argument(option, required=True, type=os.path.abspath)
-    sys.exit(body(parser.parse_args()))
+    parser.add_argument("case_files", nargs="*")
+    o, tests, results = parser.parse_args(), list(tests), []
+    for path in o.case_files:
+        spec = importlib.util.spec_from_file_location(os.path.splitext(os.path.basename(path))[0], path)
+        module = importlib.util.module_from_spec(spec)
+        spec.loader.exec_module(module)
+        if getattr(module, "SKIP", None):
+            print(module.SKIP)
+            sys.exit(77)
+        tests += [("%s: zindle %s" % (c.name, " ".join(c.args)), lambda o, work, c=c: run_case(c, o, work))
+                  for c in getattr(module, "CASES", [])] + getattr(module, "TESTS", [])
+    for name, test in tests:
+        with tempfile.TemporaryDirectory(prefix="zindle-e2e-") as work:
+            try:
+                results.append((name, test(o, work)))
+            except Exception as e:  # a broken step or check is a failed test, not a crashed runner
+                results.append((name, "%s: %s" % (type(e).__name__, e)))
+    failed = [name for name, problem in results if problem]
+    for name, problem in results:
+        print("FAIL  %s\n%s" % (name, problem) if problem else "ok    %s" % name)
+    print("%d passed, %d failed" % (len(results) - len(failed), len(failed)))
+    sys.exit(1 if failed or not results else 0)
+
+
+if __name__ == "__main__":
+    sys.dont_write_bytecode = True
+    main()
