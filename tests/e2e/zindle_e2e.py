@@ -107,12 +107,8 @@ def normalise(text):
 def exact(expected):
     """The whole output, normalised; in `expected` <*> stands for any text in a line."""
     pattern = re.compile("[^\n]*".join(map(re.escape, expected.split("<*>"))), re.S)
-
-    def check(text):
-        text = normalise(text)
-        return None if pattern.fullmatch(text) else "".join(difflib.unified_diff(
-            expected.splitlines(True), text.splitlines(True), "expected", "actual"))
-    return check
+    return lambda text: None if pattern.fullmatch(normalise(text)) else "".join(difflib.unified_diff(
+        expected.splitlines(True), normalise(text).splitlines(True), "expected", "actual"))
 
 
 def expect(*parts, absent=(), last=None):
@@ -146,8 +142,7 @@ def chip_holds(flash=None, eeprom=None):
     def check(work, run_vtarget):
         run_vtarget("--flash-out", "flash.out", "--eeprom-out", "eeprom.out")
         for name, want in (("flash", flash), ("eeprom", eeprom)):
-            with open(os.path.join(work, name + ".out"), "rb") as f:
-                have = f.read()
+            have = open(os.path.join(work, name + ".out"), "rb").read()
             if want is not None and want != have:
                 first = next((i for i, (a, b) in enumerate(zip(want, have)) if a != b), None)
                 return "%s (%d bytes) differs from the expected %d first at %s" % (name, len(have), len(want), first)
@@ -155,11 +150,9 @@ def chip_holds(flash=None, eeprom=None):
 
 
 def show_has(*texts):
-    def check(work, run_vtarget):
-        shown = run_vtarget("--show")
-        missing = [t for t in texts if t not in shown]
-        return "chip state lacks %r:\n%s" % (missing, shown) if missing else None
-    return check
+    """vtarget --show prints these texts about the chip."""
+    return lambda work, run_vtarget: next(("chip state lacks %r:\n%s" % (t, shown) for shown in [run_vtarget("--show")]
+                                          for t in texts if t not in shown), None)
 
 
 def file_is(name, content, hex_file=False):
@@ -189,9 +182,7 @@ def sends(*instructions, in_a_row=True):
 
 
 def all_of(*checks):
-    def check(work, run_vtarget):
-        return next((p for p in (c(work, run_vtarget) for c in checks) if p is not None), None)
-    return check
+    return lambda work, run_vtarget: next(filter(None, (c(work, run_vtarget) for c in checks)), None)
 
 
 def put(work, files):

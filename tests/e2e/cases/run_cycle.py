@@ -7,7 +7,7 @@ LARGE = data("large_flash.bin", "rb")
 # Pieces of the large program at their own addresses, across 64 KB, and moved across 128 KB.
 PIECES = {0: LARGE[:0x400], 0xFF00: LARGE[0xFF00:0x10100], 0x1FE00: LARGE[0x10000:0x10400]}
 WRITE_M8 = step(["+mega8", "-ew", PP, "prog.hex", "prog.eep"], ["--chip", "mega8"])
-PAGE, CODE, EEP = {0x20000: LARGE[:256]}, {0x40: bytes(range(64))}, {0: bytes(range(1, 33)), 40: bytes(range(8))}
+CODE, EEP = {0x40: bytes(range(64))}, {0: bytes(range(1, 33)), 40: bytes(range(8))}
 FREE_SCAN = "." * 16 + " passed\n Free positions are blank\n done (T)\n"
 VERIFIED = op("Verifying CODE memory", result=" passed\n")
 
@@ -64,10 +64,6 @@ CASES = [
          + op("Verifying CODE memory", 2560, result=" passed\n") + END_OK, chip="mega2560",
          files={"large.hex": make_hex(PIECES)}, check=chip_holds(image(SIZES["mega2560"][0], PIECES))),
     # Records given more than once: each address is written, verified and filled once.
-    prog("a page with one of its records again", ["-ew", "-v", "page.hex"], 0, NOT + "Device erased\n"
-         + detected("mega2560") + FUSES["mega2560"] + op("Programming CODE memory") + VERIFIED + END_OK,
-         chip="mega2560", ident=overlaps(0x20010, 0x2001F, 1) + detected("mega2560"),
-         files={"page.hex": repeated(PAGE, 0x20010, 16, 1)}, check=chip_holds(image(SIZES["mega2560"][0], PAGE))),
     prog("records repeated, free locations tested and filled", ["-w+", "-v+", "again.hex", "again.eep"], 0, NOT
          + FUSES["mega8"] + op("Programming CODE memory") + "Verifying CODE memory\n" + FREE_SCAN
          + op("Programming DATA memory", 512, 32) + "Verifying DATA memory\n" + FREE_SCAN + END_OK,

@@ -67,18 +67,11 @@ NEW = "New fuses value"
 
 
 CASES += [
-    # The whole output of a good and a failed run with power, buffer and LEDs.
-    prog("lines at exit: success", ["-am:" + MAP, PP, "-ew", "prog.hex"], 0, NOT + ERASED
-         + op("Programming CODE memory") + "Total time T\n" + DOWN, ident=UP + detected(M8), port=None,
-         vtarget=LPT_LINES + ["--trace", "run.trace"], check=released([], down("led_ok"))),
+    # The whole output of a failed run with power, buffer and LEDs.
     prog("lines at exit: poll timeout", ["-am:" + MAP, PP, "-ewp", "prog.hex"], 10, NOT + ERASED
          + "Programming CODE memory\nPoll: can't write page at 0x0\n\n" + DOWN, ident=UP + detected(M8), port=None,
          vtarget=LPT_LINES + ["--trace", "run.trace", "--fault", "busy-longer=40"],
          check=released([], down("led_error"))),
-    # The default adapter on the default port (LPT2 through direct I/O).
-    prog("default adapter after a failure", ["-ew", "prog.hex"], 30, NOT + "Requested <mega8>, detected "
-         "<mega16|mega16A>\nCan't continue\n" + END_FAIL, vtarget=["--chip", "mega16", "--trace", "run.trace"],
-         port=None, ident=detected("mega16|mega16A"), check=released([], ["reset high"])),
     # Locked first, the chip takes no more fuse changes: the read-back shows the old CKSEL.
     prog("lock bits before the fuses", LOCK_FIRST, 0, NOT + FUSES["mega8"] + LOCKED + "Programming fuses\n"
          + fuses("mega8", _LOCK="0xFC").replace("Fuses ", NEW) + END_OK, vtarget=["--trace", "run.trace"],
