@@ -67,8 +67,6 @@ done
         else "second processes:\n" + out
 
 
-UNUSED_BACK = [("POSITION %d " + UNUSED + ", back in serial.txt") % (
-    n, "70, setup error (adapter, port, permissions or files)", 999 + n) for n in range(1, 5)]
 if __name__ == "__main__":
     main([("four boards on an FT4232H and an FT2232H", partial(gang, FT4232H_2232H, {}, 0, [
         "POSITION %d PASS serial number %d" % (n, 999 + n) for n in range(1, 5)] + ["4 passed, 0 failed"], "1004\n",
@@ -80,6 +78,4 @@ if __name__ == "__main__":
               "POSITION 3 PASS serial number 1002",
               "POSITION 4 " + UNUSED % ("10, the chip failed (erase, write, verify)", 1003) + ", back in serial.txt",
               "2 passed, 2 failed"], "1003\n", "prog.hex")),
-          ("a setup error uses up no number", partial(gang, FT4232H_2232H, {}, 70, UNUSED_BACK + [
-              "0 passed, 4 failed"], "1000\n", "missing.hex")),
           ("two processes on one channel", one_channel_twice)], "--gang")

@@ -24,7 +24,8 @@ Case = namedtuple("Case", "name args status message vtarget files steps kept sam
                   defaults=(None, {}, (), None, True, {}))
 
 
-def cases(t):
+def cases():
+    t = T
     vt, hex_file, denied = ["--chip", "mega8"], {"prog.hex": data("small_flash.hex")}, "Can't open file '%s'\n" \
         "Permission denied\n"  # the set-uid run reads and writes the user's files as the user
     return [
@@ -46,7 +47,8 @@ def cases(t):
         Case("-p naming a root-only file", ["+mega8", "-p" + t + "/shadow"], 70,
              "Can't open parport device `%s/shadow'\nPermission denied\n" % t),
         Case("-p naming a file of the user's", ["+mega8", "-p" + t + "/mine"], 70,
-             "Can't claim parport device `%s/mine'\nInappropriate ioctl for device\n" % t, kept=(t + "/mine", "mine\n")),
+             "Can't claim parport device `%s/mine'\nInappropriate ioctl for device\n" % t,
+             kept=(t + "/mine", "mine\n")),
         *[Case("-p with " + what, ["+mega8", "-p" + port], 70, "Invalid value for switch -p\n\n", [], same=False)
           for what, port in (("the PC's reset control port", "CF7"), ("a base that is no parallel port's", "100"))],
         Case("programming through ppdev", ["+mega8", "-ew", "-v", PP, "prog.hex"], 0, "Verifying CODE memory\n", vt,
@@ -69,39 +71,17 @@ def put(path, content, mode=0o644, owner=UID):
     os.chmod(path, mode)
 
 
-def install(t, zindle, vtarget):
-    """The two copies, the virtual target and its libraries, and root's files on the tmpfs at t."""
-    sim = os.path.dirname(vtarget)  # the library preloaded into the set-uid copy must be set-uid in a trusted place
-    for source, name, mode in [(zindle, "setuid/zindle", 0o4755), (zindle, "plain/zindle", 0o755),
-                               (vtarget, "sim/vtarget", 0o755)] + [
-            (os.path.join(sim, library), where + os.path.basename(library),
-             0o4755 if where + library == "lib/libvtlpt.so" else 0o755) for library in ("libvtlpt.so", "libvtbench.so", "ftdi/libftd2xx.so")
-            for where in ("sim/", "lib/")]:
-        os.makedirs(os.path.dirname(os.path.join(t, name)), exist_ok=True)
-        shutil.copy(source, os.path.join(t, name))
-        os.chmod(os.path.join(t, name), mode)
-    # The directory of this process's C library: one the dynamic loader trusts.
-    system = next(os.path.dirname(os.path.realpath(line.split()[-1])) for line in open("/proc/self/maps")
-                  if "/libc.so" in line)
-    subprocess.run(["mount", "-t", "overlay", "overlay", "-o", "lowerdir=%s/lib:%s" % (t, system), system], check=True)
-    os.mkdir(os.path.join(t, "secret"), 0o700)
-    for name, content, mode, owner in [("shadow", SECRET, 0o600, 0), ("serial.txt", "41", 0o644, 0),
-                                       ("target", SECRET, 0o644, 0), ("mine", "mine", 0o644, UID),
-                                       ("secret/pins.cfg", SECRET, 0o644, 0), ("secret/old.hex", SECRET, 0o644, 0)]:
-        put(os.path.join(t, name), content + "\n", mode, owner)
-
-
-def command(t, copy, args, vtarget):
+def command(copy, args, vtarget):
     """As the user: a zindle copy under vtarget (unless None), or vtarget alone (args None). The loader of a set-uid
     program ignores a preload named with a '/', as vtarget names it."""
-    zindle = [] if args is None else [os.path.join(t, copy, "zindle")] + args
+    zindle = [] if args is None else [os.path.join(T, copy, "zindle")] + args
     return ["setpriv", "--reuid=%d" % UID, "--regid=%d" % GID, "--groups=%d" % GROUP, "--"] + (
-        zindle if vtarget is None else [os.path.join(t, "sim", "vtarget")] + vtarget
+        zindle if vtarget is None else [os.path.join(T, "sim", "vtarget")] + vtarget
         + (zindle and ["--", "env", "LD_PRELOAD=libvtlpt.so"] + zindle))
 
 
-def work_dir(t, files={}):
-    work = tempfile.mkdtemp(dir=t, prefix="run")
+def work_dir(files={}):
+    work = tempfile.mkdtemp(dir=T, prefix="run")
     os.chown(work, UID, GID)
     for name, content in files.items():
         if isinstance(content, tuple):
@@ -112,32 +92,31 @@ def work_dir(t, files={}):
     return work
 
 
-def run(t, copy, c):
+def run(copy, c):
     """(status, output) of the case's command through one copy, after its steps, in a new directory."""
-    work, env = work_dir(t, c.files), dict(ENV, **c.env)
+    work, env = work_dir(c.files), dict(ENV, **c.env)
     for args, vtarget in c.steps:
-        subprocess.run(command(t, "plain", args, vtarget), cwd=work, env=env, stdout=subprocess.DEVNULL, check=True,
-                       timeout=60)
-    status, text = output(command(t, copy, c.args, c.vtarget), work, 60, env=env)
+        subprocess.run(command("plain", args, vtarget), cwd=work, env=env, stdout=subprocess.DEVNULL, check=True)
+    status, text = output(command(copy, c.args, c.vtarget), work, 60, env=env)
     return status, normalise(text)
 
 
-def run_case(t, c):
-    status, text = run(t, "setuid", c)
+def run_case(c):
+    status, text = run("setuid", c)
     problems = [] if status == c.status else ["exit status %d, expected %d" % (status, c.status)]
     problems += [] if c.message in text else ["missing %r" % c.message]
     problems += ["root's file shown"] if SECRET in text else []
     if c.kept:
         now = open(c.kept[0]).read() if os.path.exists(c.kept[0]) else None
         problems += [] if now == c.kept[1] else ["%s now holds %r" % (c.kept[0], now)]
-    if c.same and run(t, "plain", c) != (status, text):
+    if c.same and run("plain", c) != (status, text):
         problems.append("the plain copy ended otherwise")
     return "\n".join(problems + ["--- output ---\n" + text]) if problems else None
 
 
-def identities_at_key(t, args, vtarget):
+def identities_at_key(args, vtarget):
     """Stops the set-uid run at the adapter key and compares its identities with the user's."""
-    proc, text, program = running(command(t, "setuid", args, vtarget), KEY, cwd=work_dir(t), env=ENV,
+    proc, text, program = running(command("setuid", args, vtarget), KEY, cwd=work_dir(), env=ENV,
                                   stderr=subprocess.STDOUT)
     if program is None or KEY not in text:
         proc.kill()
@@ -152,22 +131,41 @@ def identities_at_key(t, args, vtarget):
 
 
 def installed(o, work):
-    """Mounts the tmpfs and the library overlay and installs; no RPATH or RUNPATH in the program (a set-uid loader
-    would search a library directory of its own as root)."""
+    """On the tmpfs: the two copies, the virtual target, its libraries (the one preloaded into the set-uid copy
+    set-uid in a directory the loader trusts) and root's files. The program names no library directory of its own
+    (a set-uid loader would search it as root)."""
     try:
         subprocess.run(["mount", "-t", "tmpfs", "-o", "mode=0755", "zindle-setuid", T], check=True)
-        install(T, o.zindle, o.vtarget)
+        sim = os.path.dirname(o.vtarget)
+        for source, name, mode in [(o.zindle, "setuid/zindle", 0o4755), (o.zindle, "plain/zindle", 0o755),
+                                   (o.vtarget, "sim/vtarget", 0o755)] + [
+                (os.path.join(sim, library), where + os.path.basename(library),
+                 0o4755 if where + library == "lib/libvtlpt.so" else 0o755)
+                for library in ("libvtlpt.so", "libvtbench.so", "ftdi/libftd2xx.so") for where in ("sim/", "lib/")]:
+            os.makedirs(os.path.dirname(os.path.join(T, name)), exist_ok=True)
+            shutil.copy(source, os.path.join(T, name))
+            os.chmod(os.path.join(T, name), mode)
+        # The directory of this process's C library: one the dynamic loader trusts.
+        system = next(os.path.dirname(os.path.realpath(line.split()[-1])) for line in open("/proc/self/maps")
+                      if "/libc.so" in line)
+        subprocess.run(["mount", "-t", "overlay", "overlay", "-o", "lowerdir=%s/lib:%s" % (T, system), system],
+                       check=True)
     except subprocess.CalledProcessError as e:
         print("skipped: no private tmpfs or overlay here (%s)" % " ".join(e.cmd[:3]))
         sys.exit(77)
+    os.mkdir(os.path.join(T, "secret"), 0o700)
+    for name, content, mode, owner in [("shadow", SECRET, 0o600, 0), ("serial.txt", "41", 0o644, 0),
+                                       ("target", SECRET, 0o644, 0), ("mine", "mine", 0o644, UID),
+                                       ("secret/pins.cfg", SECRET, 0o644, 0), ("secret/old.hex", SECRET, 0o644, 0)]:
+        put(os.path.join(T, name), content + "\n", mode, owner)
     return "has a library path" if "PATH)" in output(["readelf", "-d", o.zindle], T)[1] else None
 
 
 T = os.environ.get(MOUNT)
 if __name__ == "__main__" and T:
     main([("installed, no RPATH or RUNPATH in the program", installed)]
-         + [(c.name, lambda o, work, c=c: run_case(T, c)) for c in cases(T)]
-         + [("identities after opening " + name, lambda o, work, a=args, v=vt: identities_at_key(T, a, v))
+         + [(c.name, lambda o, work, c=c: run_case(c)) for c in cases()]
+         + [("identities after opening " + name, lambda o, work, a=args, v=vt: identities_at_key(a, v))
             for name, args, vt in KEY_RUNS])
 elif __name__ == "__main__":
     if os.geteuid() != 0 or subprocess.run(["unshare", "--mount", "true"], stderr=subprocess.DEVNULL).returncode:

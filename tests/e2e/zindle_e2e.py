@@ -70,10 +70,7 @@ def fuses(chip, **changes):
     """A chip's factory read-out with some field lines changed, e.g. EESAVE=0, or _LOW='0xE4'."""
     text = FUSES[chip]
     for name, value in changes.items():
-        if name.startswith("_"):
-            text = re.sub(r"(?m)^%s = \S+$" % name, "%s = %s" % (name, value), text)
-        else:
-            text = re.sub(r"(?m)^(  %-10s\t= )\S+$" % name, r"\g<1>%X" % value, text)
+        text = re.sub(r"(?m)^(%s = |  %-10s\t= )\S+$" % (name, name), r"\g<1>" + str(value), text)
     return text
 
 
@@ -200,11 +197,9 @@ def output(command, cwd, timeout=120, **options):
 
 def running(command, mark, **options):
     """Starts vtarget and reads its output up to `mark`: (process, output, pid of the program it started or None)."""
-    proc, text = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, **options), b""
-    while mark not in text:
+    proc, text, piece = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, **options), b"", 1
+    while mark not in text and piece:
         piece = proc.stdout.read1(4096)
-        if not piece:
-            break
         text += piece
     try:
         with open("/proc/%d/task/%d/children" % (proc.pid, proc.pid)) as f:

@@ -70,7 +70,8 @@ CASES += [
     # The clock from the XTAL line.
     lpt("chip clocked from the adapter", ["-%", "-o0", PP], 0, "XTAL will be generated\n"
         "\t% with SCK low 2 periods, high 2 periods\n", DETECTED, vtarget=["--osc", "xtal"]),
-    lpt("STK generates the clock on D6", ["-o0", "-as", PP], 0, DETECTED, vtarget=["--wiring", "stk200", "--osc", "xtal"]),
+    lpt("STK generates the clock on D6", ["-o0", "-as", PP], 0, DETECTED,
+        vtarget=["--wiring", "stk200", "--osc", "xtal"]),
     lpt("Xilinx cable has no XTAL", ["-o0", "-ax", PP], 70, "Can't generate XTAL, XILINX has no XTAL output\n",
         vtarget=["--wiring", "xilinx"]),
     # Port writes as fast as measured and a 300 kHz chip: SCK is too fast.

@@ -5,7 +5,8 @@ import fcntl
 from zindle_e2e import *  # noqa: F401,F403
 
 OSCCAL = [0xA6, 0xAE, 0xAD, 0xAA]  # the calibration bytes of the simulated mega8
-ERASED, UNKNOWN = "Device erased\n" + detected(M8) + FUSES["mega8"], "Device connected, but not recognised, ID: 0x1E9999\n"
+ERASED = "Device erased\n" + detected(M8) + FUSES["mega8"]
+UNKNOWN = "Device connected, but not recognised, ID: 0x1E9999\n"
 FULL = padded(FLASH_BIN, 1024)  # a tiny13 program reaching the counter's cells
 LDI = next(a for a in range(0, len(FLASH_BIN), 2) if FLASH_BIN[a + 1] & 0xF0 == 0xE0)  # an LDI's first byte
 SERNO, M8_FUSES = "-c*SERNO4=100,serial.txt", FUSES["mega8"]
@@ -52,7 +53,8 @@ CASES = [
     # bank 1 of the word address 0x1FFFF, then its two bytes
     run("counter above 128 KB", ["-e", "-n"], 0, "Read number of erases 5\nDevice erased\n" + detected("mega2560")
         + FUSES["mega2560"] + counter(6) + END_OK, 5, chip="mega2560", vtarget=["--trace", "run.trace"],
-        check=all_of(chip_holds(counter_flash(6, chip="mega2560")), sends("4D 00 01 00", "20 FF FF 00", "28 FF FF 00"))),
+        check=all_of(chip_holds(counter_flash(6, chip="mega2560")),
+                     sends("4D 00 01 00", "20 FF FF 00", "28 FF FF 00"))),
     run("counter cells used by code", ["-e", "-n", "-w", "-v", "full.hex"], 0, "Number of erases not initialized\n"
         "Device erased\n" + detected(T13) + FUSES["tiny13"] + "Can't write number of erases, locations used for code\n"
         + op("Programming CODE memory", 1024) + op("Verifying CODE memory", 1024, result=" passed\n") + END_OK,
