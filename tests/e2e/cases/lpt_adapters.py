@@ -8,16 +8,13 @@ MAP = "mosi=D0:miso=BUSY:sck=D1:reset=D2:enable=~D7:led_ok=D3:led_error=D4"
 NOT_FOUND = ["Adapter enabled", "isp "]
 
 
-def exit_line(enable, led_ok="low", led_error="low"):
-    return "exit power low enable %s reset high led_ok %s led_error %s\n" % (enable, led_ok, led_error)
+def exit_line(enable, led_ok="low"):
+    return "exit power low enable %s reset high led_ok %s led_error low\n" % (enable, led_ok)
 
 
-def vt(*options):
-    return list(options) + ["--trace", "/dev/stdout"]
-
-
-def lpt(name, args, status, *parts, vtarget=(), **options):
-    return case(name, ["+mega8", *args], status, expect(*parts, **options), vtarget=vt(*vtarget))
+def lpt(name, args, status, *parts, vtarget=(), absent=(), last=None, **options):
+    return case(name, ["+mega8", *args], status, expect(*parts, absent=absent, last=last),
+                vtarget=[*vtarget, "--trace", "/dev/stdout"], **options)
 
 
 # vtarget wiring, -a value, detection line, mode line, enable level at exit.
@@ -59,12 +56,11 @@ CASES += [
         "Adapter enabled\n", "Can't resync\n", "Adapter disabled\n", absent=[DETECTED]),
     # User pin maps, inline and from a file; LEDs show the result at exit.
     lpt("user map inline", ["-%", "-am:name=Mine:" + MAP, PP], 0, "Adapter 'Mine'\n", "\t% Mine adapter mode\n",
-        "Adapter enabled\n", DETECTED, "Adapter disabled\n", last=exit_line("low", led_ok="high"),
+        "Adapter enabled\n", DETECTED, "Adapter disabled\n", last=exit_line("low", "high"),
         vtarget=["--wiring", "map:" + MAP]),
-    case("user map from a file", ["+mega8", "-%", "-am=cable.cfg", PP], 0, expect(
-        "\t% loading config file 'cable.cfg'\n", "Adapter 'From file'\n", DETECTED, last=exit_line("low", "high")),
-        files={"cable.cfg": "# home made\nname = From file ; the label\n"
-               + "".join(e + "   # pin\n" for e in MAP.split(":"))}, vtarget=vt("--wiring", "map:" + MAP)),
+    lpt("user map from a file", ["-%", "-am=cable.cfg", PP], 0, "\t% loading config file 'cable.cfg'\n",
+        "Adapter 'From file'\n", DETECTED, last=exit_line("low", "high"), vtarget=["--wiring", "map:" + MAP],
+        files={"cable.cfg": "# home made\nname = From file ; the label\n" + "   # pin\n".join(MAP.split(":"))}),
     lpt("user map file not found", ["-am=nowhere.cfg", PP], 70, "File 'nowhere.cfg' not found\n", absent=["isp "]),
     lpt("user map without mosi", ["-amX", PP], 70, "mosi must be defined\n"),
     # The clock from the XTAL line.
@@ -80,9 +76,9 @@ CASES += [
     lpt("exactly two clock periods per SCK phase are too few", ["-o2MHz", PP], 40, "Can't resync\n",
         vtarget=["--osc", "1M"]),
     # A real program through direct I/O: erase, write and verify, the chip holding it afterwards.
-    case("erase, write and verify through direct I/O", ["+mega8", "-ew", "-v", "prog.hex"], 0,
-         expect(DETECTED, "Verifying CODE memory\n", " passed\n", "Total time", last=exit_line("high")),
-         files=FILES, vtarget=vt("--chip", "mega8"), state=True, check=chip_holds(padded(FLASH_BIN, 8192))),
+    lpt("erase, write and verify through direct I/O", ["-ew", "-v", "prog.hex"], 0, DETECTED, "Verifying CODE memory\n",
+        " passed\n", "Total time", last=exit_line("high"), vtarget=["--chip", "mega8"], files=FILES, state=True,
+        check=chip_holds(padded(FLASH_BIN, 8192))),
 ]
 
 # A factory-new mega8 runs at 1 MHz. Told that it runs at twice that, zindle makes SCK too fast and cannot
