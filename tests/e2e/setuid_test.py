@@ -30,7 +30,6 @@ def cases():
         "Permission denied\n"  # the set-uid run reads and writes the user's files as the user
     return [
         Case("a root-only file as HEX input", ["+mega8", "-w", t + "/shadow"], 70, denied % (t + "/shadow")),
-        Case("a root-only pin configuration file", ["+mega8", "-am=" + t + "/shadow"], 70, denied % (t + "/shadow")),
         Case("a pin configuration file in a root-only directory", ["+mega8", "-am=" + t + "/secret/pins.cfg"], 70,
              "File '%s/secret/pins.cfg' not found\n" % t),
         Case("ZINDLE_CONFIG_PATH into a root-only directory", ["+mega8", "-am=pins.cfg"], 70,
@@ -53,8 +52,6 @@ def cases():
           for what, port in (("the PC's reset control port", "CF7"), ("a base that is no parallel port's", "100"))],
         Case("programming through ppdev", ["+mega8", "-ew", "-v", PP, "prog.hex"], 0, "Verifying CODE memory\n", vt,
              hex_file),
-        Case("identification through an FT2232H", ["+mega8", "-aft2232h"], 0,
-             "Device connected, mega8|mega8A detected\n", vt + ["--ftdi", "ft2232h"]),
     ]
 
 

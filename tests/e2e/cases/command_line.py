@@ -25,9 +25,6 @@ CASES = [case(name, args, 70, echo(*args) + message + "\n") for name, args, mess
     case("blanks and tabs are echoed in quotes", ["+tiny13", "my file.hex", "-dtab\there.eep"], 70,
          'Command:\n  +tiny13 "my file.hex" "-dtab\there.eep"\n'
          "Nothing to do with files, -r or -w or -v must be specified\n\n"),
-    # The input files are read before the adapter is created: the system's reason follows.
-    case("missing input file", ["+tiny13", "-ew", "missing.hex"], 70,
-         echo("+tiny13", "-ew", "missing.hex") + "Can't open file 'missing.hex'\nNo such file or directory\n"),
     case("general help", ["-h"], 0, lambda text: expect(echo("-h"), "\nSupported devices\n", "tiny13|tiny13A",
                                                          absent=["signature"])(text) or (
         None if re.search(r"\n\nFor latest versions see\n\S+\n\n\Z", text) else "no web address at the end")),
