@@ -19,14 +19,14 @@ FT2232H_LPT = (["--ftdi", "ft2232h", "--ftdi", "ft2232h"],
 UNUSED = "FAIL status %s; serial number %d not used"
 
 
-def gang(setup, faults, expected_status, verdicts, serial_left, hex_file, o, work):
+def gang(setup, faults, expected_status, verdicts, serial_left, o, work):
     """Runs the gang over `setup` (`faults`: position index -> chip fault) from serial number 1000."""
     (ftdi, positions), problems = setup, []
     put(work, {"prog.hex": make_hex({0: IMAGE}), "serial.txt": "1000\n"})
     command = [o.vtarget, "--deterministic", *ftdi] + sum(
         (["--chip-at", "%s=mega328p,state=%d.state%s" % (where, n, faults.get(n, ""))]
          for n, (where, _) in enumerate(positions)), [])
-    out = output(command + ["--", "sh", "-c", '"$0" "$@"; echo "status $?"', o.gang, "mega328p", hex_file, "--"]
+    out = output(command + ["--", "sh", "-c", '"$0" "$@"; echo "status $?"', o.gang, "mega328p", "prog.hex", "--"]
                  + [switches for _, switches in positions], work, 600,
                  env=dict(os.environ, ZINDLE=o.zindle, GANG_SERIAL="-c*SERNO4=FF0"))[1]
     serial_file = open(os.path.join(work, "serial.txt")).read()
@@ -43,39 +43,12 @@ def gang(setup, faults, expected_status, verdicts, serial_left, hex_file, o, wor
     return "\n".join(problems) or None
 
 
-def one_channel_twice(o, work):
-    """The first zindle holds each channel while it waits to read its serial number from a FIFO."""
-    shell = r'''
-mkfifo ftdi.sn lpt.sn
-for k in ftdi lpt; do
-  if [ $k = ftdi ]; then channel="-aft2232h -ps=VT000001A"; else channel=-p/dev/parport0; fi
-  $ZINDLE +mega328p $channel -v "-c*SERNO4=10,$k.sn" prog.hex > $k.first 2>&1 &
-  exec 3> $k.sn      # opens once the first has the channel and reads the FIFO
-  $ZINDLE +mega328p $channel -v prog.hex > $k.second 2>&1; s=$?; grep -qFf $k.expected $k.second; echo "$k second $s $?"
-  echo 7 >&3; exec 3>&-
-  wait $!; echo "$k first $?"
-done
-'''
-    put(work, {"prog.hex": make_hex({0: bytes(range(256)) * 2}),
-               "ftdi.expected": 'Can\'t open FTDI device with serial number "VT000001A" (FT_DEVICE_NOT_OPENED)',
-               "lpt.expected": "Can't claim parport device `/dev/parport0'"})
-    out = output([o.vtarget, "--deterministic", "--ftdi", "ft2232h", "--chip-at", "ft2232h:A=mega328p",
-                  "--chip-at", "parport0=mega328p", "--", "sh", "-c", shell], work, 600,
-                 env=dict(os.environ, ZINDLE=o.zindle))[1]
-    # The second ends with 70 and the bus's refusal (grep 0); the first, a verify-only run of the blank chip, with 10.
-    return None if out.split("\n") == ["ftdi second 70 0", "ftdi first 10", "lpt second 70 0", "lpt first 10", ""] \
-        else "second processes:\n" + out
-
-
 if __name__ == "__main__":
     main([("four boards on an FT4232H and an FT2232H", partial(gang, FT4232H_2232H, {}, 0, [
-        "POSITION %d PASS serial number %d" % (n, 999 + n) for n in range(1, 5)] + ["4 passed, 0 failed"], "1004\n",
-        "prog.hex")),
+        "POSITION %d PASS serial number %d" % (n, 999 + n) for n in range(1, 5)] + ["4 passed, 0 failed"], "1004\n")),
           ("two of four boards fail", partial(gang, FT2232H_LPT, {1: ",fault=no-answer", 3: ",fault=busy-longer=30"},
                                               40, [
-              "POSITION 1 PASS serial number 1000",
-              "POSITION 2 " + UNUSED % ("40, no contact with the chip", 1001),
+              "POSITION 1 PASS serial number 1000", "POSITION 2 " + UNUSED % ("40, no contact with the chip", 1001),
               "POSITION 3 PASS serial number 1002",
               "POSITION 4 " + UNUSED % ("10, the chip failed (erase, write, verify)", 1003) + ", back in serial.txt",
-              "2 passed, 2 failed"], "1003\n", "prog.hex")),
-          ("two processes on one channel", one_channel_twice)], "--gang")
+              "2 passed, 2 failed"], "1003\n"))], "--gang")
