@@ -44,8 +44,7 @@ FUSES = {"mega8": readout("A6 AE AD AA", "LOCK FF BLB1=3 BLB0=3", "LOW E1 BODLEV
 
 
 def data(name, mode="r"):
-    with open(os.path.join(DATA, "hex", name), mode) as f:
-        return f.read()
+    return open(os.path.join(DATA, "hex", name), mode).read()
 
 
 FLASH_BIN, EEPROM_BIN = data("small_flash.bin", "rb"), data("small_eeprom.bin", "rb")
@@ -90,8 +89,7 @@ def make_hex(pieces):
     with tempfile.TemporaryDirectory() as t:
         put(t, {"%d.bin" % n: content for n, content in enumerate(pieces.values())})
         inputs = sum(([os.path.join(t, "%d.bin" % n), "-binary", "-offset", str(a)] for n, a in enumerate(pieces)), [])
-        return subprocess.run(["srec_cat", *inputs, "-o", "-", "-intel", "-obs=16"], stdout=subprocess.PIPE,
-                              check=True, universal_newlines=True).stdout
+        return output(["srec_cat", *inputs, "-o", "-", "-intel", "-obs=16"], t)[1]
 
 
 def normalise(text):
@@ -165,8 +163,7 @@ def file_is(name, content, hex_file=False):
 
 def trace(work):
     """The virtual target's trace (run.trace) as lines of fields without the time stamp."""
-    with open(os.path.join(work, "run.trace")) as f:
-        return [line.split()[1:] for line in f]
+    return [line.split()[1:] for line in open(os.path.join(work, "run.trace"))]
 
 
 def sends(*instructions, in_a_row=True):
@@ -260,11 +257,9 @@ def main(tests=(), *options):
                 results.append((name, test(o, work)))
             except Exception as e:  # a broken step or check is a failed test, not a crashed runner
                 results.append((name, "%s: %s" % (type(e).__name__, e)))
-    failed = [name for name, problem in results if problem]
-    for name, problem in results:
-        print("FAIL  %s\n%s" % (name, problem) if problem else "ok    %s" % name)
-    print("%d passed, %d failed" % (len(results) - len(failed), len(failed)))
-    sys.exit(1 if failed or not results else 0)
+    print("".join("FAIL  %s\n%s\n" % r if r[1] else "ok    %s\n" % r[0] for r in results)
+          + "%d passed, %d failed" % (sum(not p for _, p in results), sum(bool(p) for _, p in results)))
+    sys.exit(1 if not results or any(p for _, p in results) else 0)
 
 
 if __name__ == "__main__":
