@@ -39,34 +39,13 @@ CASES = [
         'No FTDI "port" switch found\ndevice with default description "Dual RS232-HS A" will be used\n'
         "\t% 'libftd2xx.so' successfully loaded, version ", OPENED,
         "\t% FT2232 MPSSE SPI adapter created, SCK frequency 188kHz\n", "Device connected, mega8|mega8A detected\n")),
-    ftdi("default description missing", ["+mega8", "-aft2232h"], 70, "Can't open FTDI device with description "
-         '"Dual RS232-HS A" (FT_DEVICE_NOT_FOUND)\n', chip="ft2232c"),
     ftdi("opening by serial number", ["+mega8", "-aft2232h", "-ps=VT000001A"], 0, IDENTIFIED),
     ftdi("opening by description", ["+mega8", "-aFT4232H", "-pd=Quad RS232-HS A,v=0403,p=6011"], 0, IDENTIFIED,
          chip="ft4232h"),
-    ftdi("serial number and description must both match", ["+mega8", "-aft2232h", "-ps=VT000001B,d=Dual RS232-HS A"],
-         70, MISMATCH % ('FT_DEVICE_2232H (0x6) - "Dual RS232-HS A", serno "VT000001B"',
-                         'FT_DEVICE_2232H (0x6) - "Dual RS232-HS B", serno "VT000001B"')),
-    ftdi("type mismatch", ["+mega8", "-aft2232h", "-pd=Quad RS232-HS A"], 70,
-         MISMATCH % ('FT_DEVICE_2232H (0x6) - "Quad RS232-HS A", serno "any"',
-                     'FT_DEVICE_4232H (0x7) - "Quad RS232-HS A", serno "VT000001A"'), chip="ft4232h"),
-    ftdi("VID and PID alone do not open", ["+mega8", "-aft2232h", "-pv=0403,p=6010"], 70,
-         "Description and/or serial number must be set for FTDI device opening\n"),
-    # Channel rules. The simulated chip hangs on channel A only: an allowed channel B opens, then finds no target.
-    ftdi("FT2232H channel B is allowed", ["+mega8", "-aft2232h", "-pd=Dual RS232-HS B", "-%"], 40,
-         expect(OPENED, absent=["can't be used for MPSSE mode"])),
-    ftdi("FT4232H channel B is allowed", ["+mega8", "-aft4232h", "-pd=Quad RS232-HS B", "-%"], 40,
-         expect(OPENED, absent=["can't be used for MPSSE mode"]), chip="ft4232h"),
-    ftdi("FT2232C/D channel B is refused", ["+mega8", "-aft2232", "-pd=Dual RS232 B"], 70,
-         "Channel B can't be used for MPSSE mode\n", chip="ft2232c"),
-    ftdi("FT4232H channel C is refused", ["+mega8", "-aft4232h", "-pd=Quad RS232-HS C"], 70,
-         "Channel C can't be used for MPSSE mode\n", chip="ft4232h"),
-    # Adapter and -p refusals before or while opening.
-    ftdi("no generated clock", ["+mega8", "-aft2232h", "-o0"], 70,
-         "FT2232/FT4232 hardware SPI adapter can't generate XTAL\n"),
-    ftdi("SCK on another pin", ["+mega8", "-aft2232h:sck=dbus3"], 70,
-         "FT2232/FT4232 hardware SPI adapter can use only predefind MOSI,MISO and SCK\n"),
-    ftdi("VID without PID", ["+mega8", "-aft2232h", "-pv=403"], 70, "Both VID and PID must be set\n"),
+    # The simulated chip hangs on channel A only: an allowed channel B opens, then finds no target.
+    *[ftdi("%s channel B is allowed" % chip, ["+mega8", "-a" + chip, "-pd=%s RS232-HS B" % quad, "-%"], 40,
+           expect(OPENED, absent=["can't be used for MPSSE mode"]), chip=chip) for chip, quad in (("ft2232h", "Dual"),
+                                                                                                 ("ft4232h", "Quad"))],
     # The library and the USB transfers. vtarget puts the variant library without FT_GetStatus first.
     ftdi("library that lacks a function", ["+mega8", "-aft2232h"], 70, expect(
         echo("+mega8", "-aft2232h") + "Can't get function 'FT_GetStatus' from library 'libftd2xx.so' (",
@@ -83,3 +62,23 @@ CASES = [
     # A parallel-port run does not load the D2XX library (on the search path here, unlike "no library at all").
     case("LPT adapter run", ["+mega8", "-p/dev/parport0"], 0, IDENTIFIED, vtarget=[]),
 ]
+# Refusals before or while opening: name, zindle arguments after +mega8, FTDI chip, message.
+REFUSED = [
+    ("default description missing", ["-aft2232h"], "ft2232c",
+     'Can\'t open FTDI device with description "Dual RS232-HS A" (FT_DEVICE_NOT_FOUND)\n'),
+    ("serial number and description must both match", ["-aft2232h", "-ps=VT000001B,d=Dual RS232-HS A"], "ft2232h",
+     MISMATCH % ('FT_DEVICE_2232H (0x6) - "Dual RS232-HS A", serno "VT000001B"',
+                 'FT_DEVICE_2232H (0x6) - "Dual RS232-HS B", serno "VT000001B"')),
+    ("type mismatch", ["-aft2232h", "-pd=Quad RS232-HS A"], "ft4232h",
+     MISMATCH % ('FT_DEVICE_2232H (0x6) - "Quad RS232-HS A", serno "any"',
+                 'FT_DEVICE_4232H (0x7) - "Quad RS232-HS A", serno "VT000001A"')),
+    ("VID and PID alone do not open", ["-aft2232h", "-pv=0403,p=6010"], "ft2232h",
+     "Description and/or serial number must be set for FTDI device opening\n"),
+    ("FT2232C/D channel B", ["-aft2232", "-pd=Dual RS232 B"], "ft2232c", "Channel B can't be used for MPSSE mode\n"),
+    ("FT4232H channel C", ["-aft4232h", "-pd=Quad RS232-HS C"], "ft4232h", "Channel C can't be used for MPSSE mode\n"),
+    ("no generated clock", ["-aft2232h", "-o0"], "ft2232h", "FT2232/FT4232 hardware SPI adapter can't generate XTAL\n"),
+    ("SCK on another pin", ["-aft2232h:sck=dbus3"], "ft2232h",
+     "FT2232/FT4232 hardware SPI adapter can use only predefind MOSI,MISO and SCK\n"),
+    ("VID without PID", ["-aft2232h", "-pv=403"], "ft2232h", "Both VID and PID must be set\n"),
+]
+CASES += [ftdi(name, ["+mega8", *args], 70, message, chip=chip) for name, args, chip, message in REFUSED]
