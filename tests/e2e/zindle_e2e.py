@@ -1,11 +1,17 @@
-# Shared pieces of the end-to-end tests: the case record run by run_cases.py, expected output pieces,
-# checks of the chip and the files afterwards, and helpers of the standalone scripts.
+#!/usr/bin/env python3
+"""zindle_e2e.py --zindle ZINDLE --vtarget VTARGET cases/FILE.py...: runs each file's CASES (case records, under the
+virtual target's deterministic clock) and TESTS ((name, test(options, work directory) -> problem or None)); 77: a
+file's SKIP says why it can't run. Also the shared pieces: expected output, checks of the chip and files afterwards."""
+import argparse
 import difflib
+import importlib.util
 import os
 import re
-import time
-from dataclasses import dataclass, field
-from typing import Callable, Dict, List, Optional, Union
+import subprocess
+import sys
+import tempfile
+from collections import namedtuple
+from types import SimpleNamespace
 
 DATA = os.environ.get("ZINDLE_TEST_DATA", os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "data"))
 PP = "-p/dev/parport0"  # the fast ppdev emulation
@@ -19,26 +25,26 @@ NAMES = {"mega8": M8, "tiny13": T13}
 SIZES = {"mega8": (8192, 512), "tiny13": (1024, 64), "90S2313": (2048, 128), "mega2560": (262144, 4096)}
 END_OK = "Total time T\nReset pin released\n"
 END_FAIL = "\nReset pin released\n"  # the failure's empty line, then the release
+
+def readout(osccal, *fuse_bytes):
+    """A fuse printout: the calibration bytes, then per byte "NAME VALUE FIELD=VALUE..." its line and fields."""
+    return "Fuses \n  OSCCAL%s\t= %s\n" % ("s" if " " in osccal else " ", osccal) + "".join(
+        "_%s = 0x%s\n" % tuple(byte.split()[:2]) + "".join("  %-10s\t= %s\n" % tuple(f.split("="))
+                                                         for f in byte.split()[2:]) for byte in fuse_bytes)
+
+
 # The fuse read-outs of factory-new chips.
-FUSES = {
-    "mega8": "Fuses \n  OSCCALs\t= A6 AE AD AA\n_LOCK = 0xFF\n  BLB1      \t= 3\n  BLB0      \t= 3\n"
-             "_LOW = 0xE1\n  BODLEVEL  \t= 1\n  BODEN     \t= 1\n  SUT       \t= 2\n  CKSEL     \t= 1\n"
-             "_HIGH = 0xD9\n  RSTDISBL  \t= 1\n  WDTON     \t= 1\n  CKOPT     \t= 1\n  EESAVE    \t= 1\n"
-             "  BOOTSZ    \t= 0\n  BOOTRST   \t= 1\n",
-    "tiny13": "Fuses \n  OSCCALs\t= AE A4\n_LOW = 0x6A\n  EESAVE    \t= 1\n  WDTON     \t= 1\n"
-              "  CKDIV     \t= 0\n  SUT       \t= 2\n  CKSEL     \t= 2\n_HIGH = 0xFF\n  SELFPRGEN \t= 1\n"
-              "  DWEN      \t= 1\n  BODLEVEL  \t= 3\n  RSTDISBL  \t= 1\n",
-    "90S2313": "",
-    "mega2560": "Fuses \n  OSCCAL \t= 9D\n_LOCK = 0xFF\n  BLB1      \t= 3\n  BLB0      \t= 3\n"
-                "_LOW = 0x62\n  CKDIV     \t= 0\n  CKOUT     \t= 1\n  SUT       \t= 2\n  CKSEL     \t= 2\n"
-                "_HIGH = 0x99\n  OCDEN     \t= 1\n  JTAGEN    \t= 0\n  WDTON     \t= 1\n  EESAVE    \t= 1\n"
-                "  BOOTSZ    \t= 0\n  BOOTRST   \t= 1\n_EXT = 0xFF\n  BODLEVEL  \t= 7\n",
-}
+FUSES = {"mega8": readout("A6 AE AD AA", "LOCK FF BLB1=3 BLB0=3", "LOW E1 BODLEVEL=1 BODEN=1 SUT=2 CKSEL=1",
+                          "HIGH D9 RSTDISBL=1 WDTON=1 CKOPT=1 EESAVE=1 BOOTSZ=0 BOOTRST=1"),
+         "tiny13": readout("AE A4", "LOW 6A EESAVE=1 WDTON=1 CKDIV=0 SUT=2 CKSEL=2",
+                           "HIGH FF SELFPRGEN=1 DWEN=1 BODLEVEL=3 RSTDISBL=1"),
+         "90S2313": "",
+         "mega2560": readout("9D", "LOCK FF BLB1=3 BLB0=3", "LOW 62 CKDIV=0 CKOUT=1 SUT=2 CKSEL=2",
+                             "HIGH 99 OCDEN=1 JTAGEN=0 WDTON=1 EESAVE=1 BOOTSZ=0 BOOTRST=1", "EXT FF BODLEVEL=7")}
 
 
 def data(name, mode="r"):
-    with open(os.path.join(DATA, "hex", name), mode) as f:
-        return f.read()
+    return open(os.path.join(DATA, "hex", name), mode).read()
 
 
 FLASH_BIN, EEPROM_BIN = data("small_flash.bin", "rb"), data("small_eeprom.bin", "rb")
@@ -63,10 +69,7 @@ def fuses(chip, **changes):
     """A chip's factory read-out with some field lines changed, e.g. EESAVE=0, or _LOW='0xE4'."""
     text = FUSES[chip]
     for name, value in changes.items():
-        if name.startswith("_"):
-            text = re.sub(r"(?m)^%s = \S+$" % name, "%s = %s" % (name, value), text)
-        else:
-            text = re.sub(r"(?m)^(  %-10s\t= )\S+$" % name, r"\g<1>%X" % value, text)
+        text = re.sub(r"(?m)^(%s = |  %-10s\t= )\S+$" % (name, name), r"\g<1>" + str(value), text)
     return text
 
 
@@ -81,38 +84,12 @@ def image(size, pieces, base=b""):
     return bytes(memory)
 
 
-def parse_hex(text):
-    """An Intel HEX text as {address: byte}: data, extended segment and extended linear records."""
-    memory, base = {}, 0
-    for line in text.split():
-        raw = bytes.fromhex(line[1:])
-        if sum(raw) & 0xFF:
-            raise ValueError("bad checksum: " + line)
-        length, address, kind = raw[0], raw[1] << 8 | raw[2], raw[3]
-        if kind == 0:
-            memory.update({base + address + i: b for i, b in enumerate(raw[4:4 + length])})
-        elif kind in (2, 4):
-            base = (raw[4] << 8 | raw[5]) << (4 if kind == 2 else 16)
-        elif kind == 1:
-            break
-    return memory
-
-
 def make_hex(pieces):
-    """Intel HEX with extended linear address records for {address: bytes}."""
-    lines, upper = [], -1
-
-    def record(kind, address, payload):
-        raw = bytes([len(payload), address >> 8 & 0xFF, address & 0xFF, kind]) + payload
-        lines.append(":" + (raw + bytes([-sum(raw) & 0xFF])).hex().upper())
-    for start, content in sorted(pieces.items()):
-        for address in range(start, start + len(content), 16):
-            if address >> 16 != upper:
-                upper = address >> 16
-                record(4, 0, bytes([upper >> 8, upper & 0xFF]))
-            record(0, address & 0xFFFF, content[address - start:address - start + 16])
-    record(1, 0, b"")
-    return "\n".join(lines) + "\n"
+    """Intel HEX of {address: bytes} as srec_cat writes it: 16-byte records, extended linear addresses."""
+    with tempfile.TemporaryDirectory() as t:
+        put(t, {"%d.bin" % n: content for n, content in enumerate(pieces.values())})
+        inputs = sum(([os.path.join(t, "%d.bin" % n), "-binary", "-offset", str(a)] for n, a in enumerate(pieces)), [])
+        return output(["srec_cat", *inputs, "-o", "-", "-intel", "-obs=16"], t)[1]
 
 
 def normalise(text):
@@ -123,163 +100,168 @@ def normalise(text):
 
 
 def exact(expected):
-    """The whole output, normalised; in `expected` <N> stands for any count and <*> for any text in a line."""
-    pattern = re.compile("".join({"<N>": r"\d+", "<*>": r"[^\n]*"}.get(p, re.escape(p))
-                                 for p in re.split(r"(<N>|<\*>)", expected)), re.S)
-
-    def check(text):
-        text = normalise(text)
-        return None if pattern.fullmatch(text) else "".join(difflib.unified_diff(
-            expected.splitlines(True), text.splitlines(True), "expected", "actual"))
-    return check
+    """The whole output, normalised; in `expected` <*> stands for any text in a line."""
+    pattern = re.compile("[^\n]*".join(map(re.escape, expected.split("<*>"))), re.S)
+    return lambda text: None if pattern.fullmatch(normalise(text)) else "".join(difflib.unified_diff(
+        expected.splitlines(True), normalise(text).splitlines(True), "expected", "actual"))
 
 
 def expect(*parts, absent=(), last=None):
     """Every part appears, in this order; no absent text appears; the trace ends with `last`."""
-    def check(text):
-        position = 0
-        for part in parts:
-            position = text.find(part, position)
-            if position < 0:
-                return "missing (in order): %r\n--- output ---\n%s" % (part, text)
-            position += len(part)
-        bad = [p for p in absent if p in text]
-        if bad:
-            return "unexpected: %r\n--- output ---\n%s" % (bad, text)
-        if last is not None and not re.search(r"\d\.\d+ " + re.escape(last) + r"\Z", text):
-            return "trace does not end with %r\n--- output ---\n%s" % (last, text)
-        return None
-    return check
+    pattern = re.compile(".*?".join(map(re.escape, parts)) + (r".*\d\.\d+ " + re.escape(last) + r"\Z" if last else ""),
+                         re.S)
+    return lambda text: None if pattern.search(text) and not any(a in text for a in absent) else \
+        "expected in order %r, absent %r, last %r:\n%s" % (parts, absent, last, text)
 
 
-@dataclass
-class step:
-    """A run before the case's command, in the same directory and on the same chip."""
-    args: Optional[List[str]]  # zindle arguments; None: the virtual target alone (--flash-in, --show, ...)
-    vtarget: List[str] = field(default_factory=list)
-    status: int = 0
+# A run before the case's command in the same directory, on the same chip; args None: vtarget alone (--flash-in ...).
+step = namedtuple("step", "args vtarget status", defaults=((), 0))
 
 
-@dataclass
-class case:
-    name: str
-    args: List[str]
-    status: int
-    stdout: Union[str, Callable[[str], Optional[str]]]  # exact text, or a check: None when right
-    banner: bool = True  # the output starts with the banner (checked, then cut off)
-    files: Dict[str, Union[str, bytes]] = field(default_factory=dict)  # written into the run directory
-    vtarget: Optional[List[str]] = None  # run as: vtarget OPTIONS -- zindle ARGS
-    steps: List[step] = field(default_factory=list)
-    state: bool = False  # every vtarget run of the case gets --state WORKDIR/chip.state
-    check: Optional[Callable] = None  # check(workdir, run_vtarget): None when the chip and files are right
+def case(name, args, status, stdout, files={}, vtarget=None, steps=(), state=False, check=None):
+    """stdout: the exact text after the banner, or a check (None when right); files: written into the run directory;
+    vtarget: run as vtarget OPTIONS -- zindle ARGS; state: each vtarget run of the case gets --state chip.state;
+    check(workdir, run_vtarget): None when the chip and files are right afterwards."""
+    return SimpleNamespace(**locals())
 
 
 def prog(name, args, status, body, chip="mega8", ident=None, files=FILES, vtarget=(), steps=(), check=None, port=PP):
     """A programming run through ppdev on a saved chip: the whole output after the echo is `body`."""
     args = ["+" + chip, *args] + ([port] if port else [])
     return case(name, args, status, exact(echo(*args) + (ident or detected(NAMES.get(chip, chip))) + body),
-                files=files, vtarget=["--chip", chip, *vtarget], state=True, steps=list(steps), check=check)
-
-
-def memories(run_vtarget, work):
-    run_vtarget("--flash-out", "flash.out", "--eeprom-out", "eeprom.out")
-    with open(os.path.join(work, "flash.out"), "rb") as f, open(os.path.join(work, "eeprom.out"), "rb") as g:
-        return f.read(), g.read()
+                files=files, vtarget=["--chip", chip, *vtarget], state=True, steps=steps, check=check)
 
 
 def chip_holds(flash=None, eeprom=None):
     """The chip's FLASH and EEPROM equal these whole images (None: not checked)."""
     def check(work, run_vtarget):
-        for name, want, have in zip(("FLASH", "EEPROM"), (flash, eeprom), memories(run_vtarget, work)):
+        run_vtarget("--flash-out", "flash.out", "--eeprom-out", "eeprom.out")
+        for name, want in (("flash", flash), ("eeprom", eeprom)):
+            have = open(os.path.join(work, name + ".out"), "rb").read()
             if want is not None and want != have:
-                first = next((i for i in range(min(len(want), len(have))) if want[i] != have[i]), None)
-                return "%s (%d bytes) differs from the expected %d bytes first at %s" % (
-                    name, len(have), len(want), first)
-        return None
+                first = next((i for i, (a, b) in enumerate(zip(want, have)) if a != b), None)
+                return "%s (%d bytes) differs from the expected %d first at %s" % (name, len(have), len(want), first)
     return check
 
 
 def show_has(*texts):
-    def check(work, run_vtarget):
-        shown = run_vtarget("--show")
-        missing = [t for t in texts if t not in shown]
-        return "chip state lacks %r:\n%s" % (missing, shown) if missing else None
-    return check
+    """vtarget --show prints these texts about the chip."""
+    return lambda work, run_vtarget: next(("chip state lacks %r:\n%s" % (t, shown) for shown in [run_vtarget("--show")]
+                                          for t in texts if t not in shown), None)
 
 
-def file_is(name, content):
+def file_is(name, content, hex_file=False):
+    """The file holds `content`; a HEX file read by srec_cat holds exactly these bytes from address 0."""
     def check(work, run_vtarget):
         path = os.path.join(work, name)
-        have = open(path).read() if os.path.exists(path) else None
-        return None if have == content else "%s holds %r, expected %r" % (name, have, content)
-    return check
-
-
-def hex_file_is(name, content):
-    def check(work, run_vtarget):
-        with open(os.path.join(work, name)) as f:
-            memory = parse_hex(f.read())
-        ok = sorted(memory) == list(range(len(content))) and bytes(memory[a] for a in sorted(memory)) == content
-        return None if ok else "%s differs" % name
+        have = None if not os.path.exists(path) else subprocess.run(
+            ["srec_cat", path, "-intel", "-o", "-", "-binary"], stdout=subprocess.PIPE, check=True).stdout \
+            if hex_file else open(path).read()
+        return None if have == content else "%s holds %r, expected %r" % (name, have[:64], content[:64])
     return check
 
 
 def trace(work):
     """The virtual target's trace (run.trace) as lines of fields without the time stamp."""
-    with open(os.path.join(work, "run.trace")) as f:
-        return [line.split()[1:] for line in f]
+    return [line.split()[1:] for line in open(os.path.join(work, "run.trace"))]
 
 
-def isp_sent(work):
-    return [" ".join(line[1:5]) for line in trace(work) if line[0] == "isp"]
-
-
-def sends(*instructions):
-    """The chip received these instructions one right after the other."""
+def sends(*instructions, in_a_row=True):
+    """The chip received instructions beginning so in this order, one right after the other unless not in_a_row."""
     def check(work, run_vtarget):
-        sent, n = isp_sent(work), len(instructions)
-        found = any(tuple(sent[i:i + n]) == instructions for i in range(len(sent)))
-        return None if found else "instructions %s not sent in a row" % (instructions,)
+        sent = "".join("\n" + " ".join(line[1:5]) for line in trace(work) if line[0] == "isp")
+        pattern = (r"[^\n]*\n" if in_a_row else r".*\n").join(map(re.escape, instructions))
+        return None if re.search("\n" + pattern, sent, re.S) else "instructions %s not sent" % (instructions,)
     return check
 
 
 def all_of(*checks):
-    def check(work, run_vtarget):
-        return next((p for p in (c(work, run_vtarget) for c in checks) if p is not None), None)
-    return check
+    return lambda work, run_vtarget: next(filter(None, (c(work, run_vtarget) for c in checks)), None)
 
 
-def child_of(pid):
-    """The program vtarget started (its only child)."""
-    deadline = time.time() + 10
-    while time.time() < deadline:
-        try:
-            with open("/proc/%d/task/%d/children" % (pid, pid)) as f:
-                children = f.read().split()
-            if children:
-                return int(children[0])
-        except OSError:
-            pass
-        time.sleep(0.01)
-    return None
+def put(work, files):
+    for name, content in files.items():
+        with open(os.path.join(work, name), "wb" if isinstance(content, bytes) else "w") as f:
+            f.write(content)
 
 
-def read_until(stream, mark):
-    """The output of a running program up to and including `mark` (or its end)."""
-    output = b""
-    while mark not in output:
-        piece = stream.read1(4096)
-        if not piece:
-            break
-        output += piece
-    return output
+def output(command, cwd, timeout=120, **options):
+    """(exit status, standard output and error) of a command run to its end."""
+    done = subprocess.run(command, cwd=cwd, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                          stderr=subprocess.STDOUT, timeout=timeout, **options)
+    return done.returncode, done.stdout.decode("latin-1")
 
 
-def report(results):
-    """Prints each (name, problem or None) and "N passed, N failed"; the exit status."""
-    failed = 0
-    for name, problem in results:
-        failed += bool(problem)
-        print("FAIL  %s\n%s" % (name, problem) if problem else "ok    %s" % name)
-    print("%d passed, %d failed" % (len(results) - failed, failed))
-    return 1 if failed or not results else 0
+def running(command, mark, **options):
+    """Starts vtarget and reads its output up to `mark`: (process, output, pid of the program it started or None)."""
+    proc, text, piece = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, **options), b"", 1
+    while mark not in text and piece:
+        piece = proc.stdout.read1(4096)
+        text += piece
+    try:
+        with open("/proc/%d/task/%d/children" % (proc.pid, proc.pid)) as f:
+            return proc, text, int(f.read().split()[0])
+    except (OSError, IndexError):
+        return proc, text, None
+
+
+def run_case(c, o, work):
+    """None when the case's command ends as expected, else what is wrong."""
+    put(work, c.files)
+    state = ["--state", os.path.join(work, "chip.state")] if c.state else []
+
+    def run(command, status=None):
+        done = subprocess.run(command, cwd=work, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                              stderr=subprocess.PIPE, timeout=120)
+        if status is not None and done.returncode != status:
+            raise RuntimeError("%s: exit status %d, expected %d\n%s" % (" ".join(command[1:]), done.returncode, status,
+                                                                       (done.stdout + done.stderr).decode("latin-1")))
+        return done
+    for s in c.steps:
+        run([o.vtarget, "--deterministic", *state, *s.vtarget] + ([] if s.args is None else ["--", o.zindle, *s.args]),
+            s.status)
+    done = run([o.zindle] + c.args if c.vtarget is None else [o.vtarget, "--deterministic", *state, *c.vtarget, "--",
+                                                             o.zindle, *c.args])
+    checked = c.check and c.check(work, lambda *options: run([o.vtarget, *state, *options], 0).stdout.decode())
+    text = done.stdout.decode("latin-1")
+    banner = BANNER.match(text)
+    text = text[banner.end():] if banner else text
+    return "\n".join(filter(None, [
+        None if done.returncode == c.status else "exit status %d, expected %d" % (done.returncode, c.status),
+        None if banner else "no banner at the start of the output",
+        c.stdout(text) if callable(c.stdout) else None if text == c.stdout else "output %r\nexpected %r" % (
+            text, c.stdout),
+        "wrote to standard error: %r" % done.stderr if done.stderr and c.vtarget is None else None, checked])) or None
+
+
+def main(tests=(), *options):
+    """Runs `tests` (a standalone script's, with its `options`) or those of the case files named; exits with 0 when
+    all pass, 1 when any fails, 77 when a case file's SKIP says why it can't run."""
+    parser = argparse.ArgumentParser()
+    for option in ("--zindle", "--vtarget") + options:
+        parser.add_argument(option, required=True, type=os.path.abspath)
+    parser.add_argument("case_files", nargs="*")
+    o, tests, results = parser.parse_args(), list(tests), []
+    for path in o.case_files:
+        spec = importlib.util.spec_from_file_location(os.path.splitext(os.path.basename(path))[0], path)
+        module = importlib.util.module_from_spec(spec)
+        spec.loader.exec_module(module)
+        if getattr(module, "SKIP", None):
+            print(module.SKIP)
+            sys.exit(77)
+        tests += [("%s: zindle %s" % (c.name, " ".join(c.args)), lambda o, work, c=c: run_case(c, o, work))
+                  for c in getattr(module, "CASES", [])] + getattr(module, "TESTS", [])
+    for name, test in tests:
+        with tempfile.TemporaryDirectory(prefix="zindle-e2e-") as work:
+            try:
+                results.append((name, test(o, work)))
+            except Exception as e:  # a broken step or check is a failed test, not a crashed runner
+                results.append((name, "%s: %s" % (type(e).__name__, e)))
+    print("".join("FAIL  %s\n%s\n" % r if r[1] else "ok    %s\n" % r[0] for r in results)
+          + "%d passed, %d failed" % (sum(not p for _, p in results), sum(bool(p) for _, p in results)))
+    sys.exit(1 if not results or any(p for _, p in results) else 0)
+
+
+if __name__ == "__main__":
+    sys.dont_write_bytecode = True
+    main()

@@ -1,12 +1,12 @@
 # The FTDI adapters through the virtual target's D2XX library: listing, opening by default description, d= and s=,
-# the channel rules of each chip type, type mismatch, library and USB failures, and whole programming runs on
-# FT2232C/D, FT2232H and FT4232H with a moved RESET, LEDs and a key.
+# the channel rules of each chip type, type mismatch, library failures, and whole programming runs (each opened by
+# its default description) on FT2232C/D, FT2232H and FT4232H with a moved RESET, LEDs and a key.
 import os
 import re
 
-from zindle_e2e import DATA, case, echo, expect
+from zindle_e2e import DATA, FLASH_BIN, case, chip_holds, echo, expect, padded
 
-FLASH_HEX, FLASH_BIN = (os.path.join(DATA, "hex", "small_flash." + kind) for kind in ("hex", "bin"))
+FLASH_HEX = os.path.join(DATA, "hex", "small_flash.hex")
 IDENTIFIED = expect("Device connected, mega8|mega8A detected\n", "Reset pin released\n")
 OPENED = "\t% FTDI driver version "  # printed at the debug level once the channel is open
 MISMATCH = "Can't use opened FTDI device (some of parameters not match)\nRequested  %s\nFound      %s\n"
@@ -17,13 +17,10 @@ MAPS = {"ft2232c": ("ft2232", "reset=acbus2:led_ok=acbus0:led_error=acbus1:key=~
         "ft4232h": ("ft4232h", "reset=dbus5:led_ok=dbus6:led_error=dbus7:key=~dbus4")}
 
 
-def ftdi(name, args, status, stdout, chip="ft2232h", fault=None, extra=(), whole=True):
-    """A run under one FTDI chip; a str stdout is the message after the echo, followed by an empty line (and by
-    the rest of the output unless whole)."""
-    expected = echo(*args) + stdout + "\n" if isinstance(stdout, str) else stdout
-    expected = expected if whole or callable(expected) else expect(expected)
-    return case(name, args, status, expected,
-                vtarget=["--ftdi", chip, *(["--fault", fault] if fault else []), *extra])
+def ftdi(name, args, status, stdout, chip="ft2232h", fault=None, extra=(), **options):
+    """A run under one FTDI chip; a str stdout is the whole output after the echo but for the last empty line."""
+    return case(name, args, status, echo(*args) + stdout + "\n" if isinstance(stdout, str) else stdout,
+                vtarget=["--ftdi", chip, *(["--fault", fault] if fault else []), *extra], **options)
 
 
 CASES = [
@@ -42,38 +39,13 @@ CASES = [
         'No FTDI "port" switch found\ndevice with default description "Dual RS232-HS A" will be used\n'
         "\t% 'libftd2xx.so' successfully loaded, version ", OPENED,
         "\t% FT2232 MPSSE SPI adapter created, SCK frequency 188kHz\n", "Device connected, mega8|mega8A detected\n")),
-    ftdi("default description on FT4232H", ["+mega8", "-aft4232h"], 0, IDENTIFIED, chip="ft4232h"),
-    ftdi("default description on FT2232C/D", ["+mega8", "-aft2232"], 0, IDENTIFIED, chip="ft2232c"),
-    ftdi("default description missing", ["+mega8", "-aft2232h"], 70, "Can't open FTDI device with description "
-         '"Dual RS232-HS A" (FT_DEVICE_NOT_FOUND)\n', chip="ft2232c"),
     ftdi("opening by serial number", ["+mega8", "-aft2232h", "-ps=VT000001A"], 0, IDENTIFIED),
     ftdi("opening by description", ["+mega8", "-aFT4232H", "-pd=Quad RS232-HS A,v=0403,p=6011"], 0, IDENTIFIED,
          chip="ft4232h"),
-    ftdi("serial number and description must both match", ["+mega8", "-aft2232h", "-ps=VT000001B,d=Dual RS232-HS A"],
-         70, MISMATCH % ('FT_DEVICE_2232H (0x6) - "Dual RS232-HS A", serno "VT000001B"',
-                         'FT_DEVICE_2232H (0x6) - "Dual RS232-HS B", serno "VT000001B"')),
-    ftdi("type mismatch", ["+mega8", "-aft2232h", "-pd=Quad RS232-HS A"], 70,
-         MISMATCH % ('FT_DEVICE_2232H (0x6) - "Quad RS232-HS A", serno "any"',
-                     'FT_DEVICE_4232H (0x7) - "Quad RS232-HS A", serno "VT000001A"'), chip="ft4232h"),
-    ftdi("VID and PID alone do not open", ["+mega8", "-aft2232h", "-pv=0403,p=6010"], 70,
-         "Description and/or serial number must be set for FTDI device opening\n"),
-    # Channel rules. The simulated chip hangs on channel A only: an allowed channel B opens, then finds no target.
-    ftdi("FT2232H channel B is allowed", ["+mega8", "-aft2232h", "-pd=Dual RS232-HS B", "-%"], 40,
-         expect(OPENED, absent=["can't be used for MPSSE mode"])),
-    ftdi("FT4232H channel B is allowed", ["+mega8", "-aft4232h", "-pd=Quad RS232-HS B", "-%"], 40,
-         expect(OPENED, absent=["can't be used for MPSSE mode"]), chip="ft4232h"),
-    ftdi("FT2232C/D channel B is refused", ["+mega8", "-aft2232", "-pd=Dual RS232 B"], 70,
-         "Channel B can't be used for MPSSE mode\n", chip="ft2232c"),
-    ftdi("FT4232H channel C is refused", ["+mega8", "-aft4232h", "-pd=Quad RS232-HS C"], 70,
-         "Channel C can't be used for MPSSE mode\n", chip="ft4232h"),
-    ftdi("FT4232H channel D is refused", ["+mega8", "-aft4232h", "-ps=VT000001D"], 70,
-         "Channel D can't be used for MPSSE mode\n", chip="ft4232h"),
-    # Adapter and -p refusals before or while opening.
-    ftdi("no generated clock", ["+mega8", "-aft2232h", "-o0"], 70,
-         "FT2232/FT4232 hardware SPI adapter can't generate XTAL\n"),
-    ftdi("SCK on another pin", ["+mega8", "-aft2232h:sck=dbus3"], 70,
-         "FT2232/FT4232 hardware SPI adapter can use only predefind MOSI,MISO and SCK\n"),
-    ftdi("VID without PID", ["+mega8", "-aft2232h", "-pv=403"], 70, "Both VID and PID must be set\n"),
+    # The simulated chip hangs on channel A only: an allowed channel B opens, then finds no target.
+    *[ftdi("%s channel B is allowed" % chip, ["+mega8", "-a" + chip, "-pd=%s RS232-HS B" % quad, "-%"], 40,
+           expect(OPENED, absent=["can't be used for MPSSE mode"]), chip=chip) for chip, quad in (("ft2232h", "Dual"),
+                                                                                                 ("ft4232h", "Quad"))],
     # The library and the USB transfers. vtarget puts the variant library without FT_GetStatus first.
     ftdi("library that lacks a function", ["+mega8", "-aft2232h"], 70, expect(
         echo("+mega8", "-aft2232h") + "Can't get function 'FT_GetStatus' from library 'libftd2xx.so' (",
@@ -81,22 +53,32 @@ CASES = [
     case("no library at all", ["+mega8", "-aft2232h"], 70, lambda text: None if re.fullmatch(
         re.escape(echo("+mega8", "-aft2232h")) + r"Can't load library 'libftd2xx\.so' \([^\n]+\)\n\n", text)
         else "no library refusal:\n" + text),
-    ftdi("short read from the chip", ["+mega8", "-aft2232h"], 70, "Can't read from FTDI chip\n",
-         fault="usb-short-read=2", whole=False),
-    ftdi("USB write error", ["+mega8", "-aft2232h"], 70, "Can't write to FTDI chip (FT_IO_ERROR)\n",
-         fault="usb-write-error=3", whole=False),
-    ftdi("USB read error", ["+mega8", "-aft4232h"], 70, "Can't read from FTDI chip (FT_IO_ERROR)\n", chip="ft4232h",
-         fault="usb-read-error=1", whole=False),
-    # Whole runs.
+    # Whole runs: the chip holds the program afterwards.
     *[ftdi("erase, write and verify on %s with a pin map" % chip, ["+mega328p", "-a%s:%s" % MAPS[chip], "-ew", "-v",
                                                                    FLASH_HEX], 0,
            expect("Device erased\n", "Programming CODE memory\n", "Verifying CODE memory\n", " passed\n",
-                  "Reset pin released\n"), chip=chip, extra=["--chip", "mega328p", "--wiring", "map:" + MAPS[chip][1]])
-      for chip in MAPS],
-    ftdi("reading back a known FLASH", ["+mega328p", "-aft2232h", "-v", FLASH_HEX], 0,
-         expect("Verifying CODE memory\n", " passed\n"), extra=["--chip", "mega328p", "--flash-in", FLASH_BIN]),
-    ftdi("outputs off after the run", ["+mega8", "-aft2232h", "-az"], 0,
-         expect("Reset pin released\n", "FT2232 left in MPSSE mode with programming pins configured as inputs\n")),
+                  "Reset pin released\n"), chip=chip, extra=["--chip", "mega328p", "--wiring", "map:" + MAPS[chip][1]],
+           state=True, check=chip_holds(padded(FLASH_BIN, 32768))) for chip in MAPS],
     # A parallel-port run does not load the D2XX library (on the search path here, unlike "no library at all").
     case("LPT adapter run", ["+mega8", "-p/dev/parport0"], 0, IDENTIFIED, vtarget=[]),
 ]
+# Refusals before or while opening: name, zindle arguments after +mega8, FTDI chip, message.
+REFUSED = [
+    ("default description missing", ["-aft2232h"], "ft2232c",
+     'Can\'t open FTDI device with description "Dual RS232-HS A" (FT_DEVICE_NOT_FOUND)\n'),
+    ("serial number and description must both match", ["-aft2232h", "-ps=VT000001B,d=Dual RS232-HS A"], "ft2232h",
+     MISMATCH % ('FT_DEVICE_2232H (0x6) - "Dual RS232-HS A", serno "VT000001B"',
+                 'FT_DEVICE_2232H (0x6) - "Dual RS232-HS B", serno "VT000001B"')),
+    ("type mismatch", ["-aft2232h", "-pd=Quad RS232-HS A"], "ft4232h",
+     MISMATCH % ('FT_DEVICE_2232H (0x6) - "Quad RS232-HS A", serno "any"',
+                 'FT_DEVICE_4232H (0x7) - "Quad RS232-HS A", serno "VT000001A"')),
+    ("VID and PID alone do not open", ["-aft2232h", "-pv=0403,p=6010"], "ft2232h",
+     "Description and/or serial number must be set for FTDI device opening\n"),
+    ("FT2232C/D channel B", ["-aft2232", "-pd=Dual RS232 B"], "ft2232c", "Channel B can't be used for MPSSE mode\n"),
+    ("FT4232H channel C", ["-aft4232h", "-pd=Quad RS232-HS C"], "ft4232h", "Channel C can't be used for MPSSE mode\n"),
+    ("no generated clock", ["-aft2232h", "-o0"], "ft2232h", "FT2232/FT4232 hardware SPI adapter can't generate XTAL\n"),
+    ("SCK on another pin", ["-aft2232h:sck=dbus3"], "ft2232h",
+     "FT2232/FT4232 hardware SPI adapter can use only predefind MOSI,MISO and SCK\n"),
+    ("VID without PID", ["-aft2232h", "-pv=403"], "ft2232h", "Both VID and PID must be set\n"),
+]
+CASES += [ftdi(name, ["+mega8", *args], 70, message, chip=chip) for name, args, chip, message in REFUSED]

@@ -25,17 +25,15 @@ LOCKED = [
     (1, ["-w", "prog.hex"], 10, WRITE_REFUSED, PROGRAMMED),
     (1, ["-v", "prog.hex"], 0, F1 + op("Verifying CODE memory", result=" passed\n") + END_OK, None),
     (1, ["-r", "-c", "read.hex"], 0, F1 + op("Reading CODE memory", 8192) + END_OK,
-     hex_file_is("read.hex", padded(FLASH_BIN, 8192))),
+     file_is("read.hex", padded(FLASH_BIN, 8192), True)),
     (1, ["-bc"], 10, F1 + "Blank check\nCode:  done (T)\nCode not blank\n" + END_FAIL, None),
     (1, ["-w", "-f_LOW=E4"], 10, WRITE_REFUSED, show_has("fuses: low E1 high D9")),
     (1, ["-ew", "prog.hex"], 0, ERASE_AND_WRITE, all_of(PROGRAMMED, show_has("lock: FF"))),
     (1, ["-l2"], 0, F1 + "Device locked to level 2!\n" + END_OK, show_has("lock: FC")),
-    (2, ["-w", "prog.hex"], 10, WRITE_REFUSED, None),
     (2, ["-v", "prog.hex"], 10, READ_REFUSED, None),
     (2, ["-r", "-c", "read.hex"], 10, READ_REFUSED, None),
     (2, ["-r", "-!", "-c", "read.hex"], 0, F2 + op("Reading CODE memory", 8192) + END_OK, None),
     (2, ["-b"], 10, READ_REFUSED, None),
-    (2, ["-ew", "prog.hex"], 0, ERASE_AND_WRITE, all_of(PROGRAMMED, show_has("lock: FF"))),
     (2, ["-l1"], 0, F2 + "Warning: device already locked to level 2, can't change lock level!\n" + END_OK,
      show_has("lock: FC")),
 ]
@@ -74,15 +72,11 @@ CASES += [
     prog("fuse verify fails", ["-v", "-fCKSEL=4"], 10, NOT + FUSES["mega8"]
          + "Verifying fuses\n  CKSEL   : expected 4, read 1\nVerifying of fuses failed\n" + END_FAIL),
     # Blank checks.
-    prog("code not blank", ["-bc"], 10, NOT + FUSES["mega8"] + "Blank check\nCode:  done (T)\nCode not blank\n"
-         + END_FAIL, steps=[WRITE]),
-    prog("data not blank after an erase (EESAVE)", ["-e", "-bd"], 10, NOT + "Device erased\n" + detected(M8)
-         + EESAVED + "Blank check\nData:  done (T)\n  not blank\n" + END_FAIL, steps=[EESAVE]),
     prog("EEPROM saved when the blank check fails", ["-e-", "-b"], 10, NOT + "Saving EEPROM\n"
          + op("Reading DATA memory", 512, 32) + "Device erased\n" + detected(M8) + EESAVED + "Blank check\nCode: "
          + "." * 16 + " done (T)\n  blank\nData:  done (T)\n  not blank\n"
          + 'EEPROM content saved to HEX-file "(eeprom).sav"' + END_FAIL, steps=[EESAVE],
-         check=hex_file_is("(eeprom).sav", padded(EEPROM_BIN, 512))),
+         check=file_is("(eeprom).sav", padded(EEPROM_BIN, 512), True)),
     prog("EEPROM kept over an erase", ["-e-", "-w", "prog.hex"], 0, NOT + "Saving EEPROM\n"
          + op("Reading DATA memory", 512, 32) + ERASED + "Restoring EEPROM\n" + op("Programming DATA memory", 512, 32)
          + op("Programming CODE memory") + END_OK, files=dict(FILES, **{"old.eep": bytes(range(256)) * 2}),
@@ -92,23 +86,18 @@ CASES += [
          NOT + "Can't save EEPROM in unknown chip\n" + END_FAIL, vtarget=UNKNOWN_CHIP, ident=UNKNOWN,
          check=show_has("chip erases: 0")),
     # Verify failures.
-    prog("code differs", ["-v", "prog.hex"], 10, NOT + FUSES["mega8"] + "Verifying CODE memory\nfailed, %d errors\n"
-         " done (T)\n" % sum(b != 0xFF for b in FLASH_BIN) + END_FAIL),
     prog("code differs in one byte", ["-v", "prog.hex"], 10, NOT + FUSES["mega8"]
          + "Verifying CODE memory\nfailed, 1 error \n done (T)\n" + END_FAIL,
          files=dict(FILES, **{"one.bin": ONE_DIFFERENCE}), steps=[step(None, ["--flash-in", "one.bin"])]),
     prog("data differs", ["-v", "-d", "prog.eep"], 10, NOT + FUSES["mega8"] + "Verifying DATA memory\nfailed, %d "
          "errors\n done (T)\n" % sum(b != 0xFF for b in EEPROM_BIN) + END_FAIL),
-    prog("writes slower than their delays", ["-ew", "-v", "prog.hex"], 10, NOT + ERASED + op("Programming CODE memory")
-         + "Verifying CODE memory\nfailed, <N> errors\n done (T)\n" + END_FAIL, vtarget=["--fault", "busy-longer=30"]),
     # Images larger than the memories.
-    prog("code does not fit", ["-w", "-c", "big.hex"], 50, NOT + FUSES["tiny13"] + "Can't fit big.hex in CODE memory\n"
-         + END_FAIL, chip="tiny13", files={"big.hex": data("large_flash.hex")}),
-    prog("data does not fit", ["-w", "-d", "big.eep"], 50, NOT + FUSES["tiny13"]
-         + "Can't fit big.eep in DATA memory\n" + END_FAIL, chip="tiny13", files={"big.eep": data("small_flash.hex")}),
-    prog("data part of one file does not fit", ["-w", "one.hex"], 50, NOT + FUSES["tiny13"]
-         + "Can't fit data part of input file in DATA memory\n" + END_FAIL, chip="tiny13",
-         files={"one.hex": data("small_flash.hex").replace(":00000001FF", "") + make_hex({1024: b"\x11" * 65})}),
+    *[prog(message, args, 50, NOT + FUSES["tiny13"] + message + "\n" + END_FAIL, chip="tiny13", files=files)
+      for args, message, files in [
+          (["-w", "-c", "big.hex"], "Can't fit big.hex in CODE memory", {"big.hex": data("large_flash.hex")}),
+          (["-w", "-d", "big.eep"], "Can't fit big.eep in DATA memory", {"big.eep": data("small_flash.hex")}),
+          (["-w", "one.hex"], "Can't fit data part of input file in DATA memory", {"one.hex": data(
+              "small_flash.hex").replace(":00000001FF", "") + make_hex({1024: b"\x11" * 65})})]],
     prog("one file split into FLASH and EEPROM", ["-ew", "one.hex"], 0, NOT + "Device erased\n" + detected(T13)
          + FUSES["tiny13"] + op("Programming CODE memory", 1024) + op("Programming DATA memory", 64, 32) + END_OK,
          chip="tiny13", files={"one.hex": make_hex({0: SPLIT + bytes(range(64))})},
