@@ -43,6 +43,26 @@ def gang(setup, faults, expected_status, verdicts, serial_left, o, work):
     return "\n".join(problems) or None
 
 
+def one_channel_twice(o, work):
+    """A second zindle on a channel the first holds (waiting on a FIFO for its serial number) gets the bus's refusal."""
+    script = r'''mkfifo ftdi.sn lpt.sn
+for k in ftdi lpt; do
+  if [ $k = ftdi ]; then channel="-aft2232h -ps=VT000001A"; else channel=-p/dev/parport0; fi
+  $ZINDLE +mega328p $channel -v "-c*SERNO4=10,$k.sn" prog.hex > $k.first 2>&1 &
+  exec 3> $k.sn
+  $ZINDLE +mega328p $channel -v prog.hex > $k.second 2>&1; s=$?; grep -qFf $k.expected $k.second; echo "$k second $s $?"
+  echo 7 >&3; exec 3>&-
+  wait $!; echo "$k first $?"
+done'''
+    put(work, {"prog.hex": make_hex({0: bytes(range(256)) * 2}), "lpt.expected": "Can't claim parport device `/dev/parport0'",
+               "ftdi.expected": 'Can\'t open FTDI device with serial number "VT000001A" (FT_DEVICE_NOT_OPENED)'})
+    out = output([o.vtarget, "--deterministic", "--ftdi", "ft2232h", "--chip-at", "ft2232h:A=mega328p", "--chip-at",
+                  "parport0=mega328p", "--", "sh", "-c", script], work, env=dict(os.environ, ZINDLE=o.zindle))[1]
+    # the second ends with 70 and the refusal; the first, verifying a blank chip, with 10
+    expected = ["ftdi second 70 0", "ftdi first 10", "lpt second 70 0", "lpt first 10"]
+    return None if out.splitlines() == expected else out
+
+
 if __name__ == "__main__":
     main([("four boards on an FT4232H and an FT2232H", partial(gang, FT4232H_2232H, {}, 0, [
         "POSITION %d PASS serial number %d" % (n, 999 + n) for n in range(1, 5)] + ["4 passed, 0 failed"], "1004\n")),
@@ -51,4 +71,5 @@ if __name__ == "__main__":
               "POSITION 1 PASS serial number 1000", "POSITION 2 " + UNUSED % ("40, no contact with the chip", 1001),
               "POSITION 3 PASS serial number 1002",
               "POSITION 4 " + UNUSED % ("10, the chip failed (erase, write, verify)", 1003) + ", back in serial.txt",
-              "2 passed, 2 failed"], "1003\n"))], "--gang")
+              "2 passed, 2 failed"], "1003\n")),
+          ("two processes on one channel", one_channel_twice)], "--gang")

@@ -243,9 +243,9 @@ def main(tests=(), *options):
     parser.add_argument("case_files", nargs="*")
     o, tests, results = parser.parse_args(), list(tests), []
     for path in o.case_files:
-        spec = importlib.util.spec_from_file_location(os.path.splitext(os.path.basename(path))[0], path)
-        module = importlib.util.module_from_spec(spec)
-        spec.loader.exec_module(module)
+        found = importlib.util.spec_from_file_location(os.path.splitext(os.path.basename(path))[0], path)
+        module = importlib.util.module_from_spec(found)
+        found.loader.exec_module(module)
         if getattr(module, "SKIP", None):
             print(module.SKIP)
             sys.exit(77)

@@ -73,6 +73,9 @@ CASES += [
     # Port writes as fast as measured and a 300 kHz chip: SCK is too fast.
     lpt("SCK too fast for the chip", [PP], 40, "Can't resync\n", last=exit_line("high"),
         vtarget=["--lpt-cycle", "0.2", "--osc", "300k"]),
+    # The lock and fuse reads of a 90S4434 are the same instruction with the same answer: one trace line, counted.
+    case("identical instructions in a row are counted in the trace", ["+90S4434", PP], 0, expect(
+        NOT, "isp 58 00 00 00 -> 00 58 00 DF x2\n"), vtarget=["--chip", "90S4434", "--trace", "/dev/stdout"]),
     lpt("exactly two clock periods per SCK phase are too few", ["-o2MHz", PP], 40, "Can't resync\n",
         vtarget=["--osc", "1M"]),
     # A real program through direct I/O: erase, write and verify, the chip holding it afterwards.
@@ -83,9 +86,10 @@ CASES += [
 
 # A factory-new mega8 runs at 1 MHz. Told that it runs at twice that, zindle makes SCK too fast and cannot
 # synchronise; told the truth, it can. On the parallel port (at 0.6 us per access, so that rounding up to whole port
-# writes cannot save the faster setting) and on an FT2232H.
-CASES += [case("mega8 at 1 MHz, %s, %s" % (osc, port), ["+mega8", osc, port], status, outcome,
-               vtarget=["--osc", "1M"] + options)
+# writes cannot save the faster setting) and on an FT2232H, on the deterministic clock and in real time.
+CASES += [case("mega8 at 1 MHz, %s, %s %s" % (osc, port, clock), ["+mega8", osc, port], status, outcome,
+               vtarget=clock + ["--osc", "1M"] + options)
+          for clock in ([], ["--realtime"])
           for port, options in ((PP, ["--lpt-cycle", "0.6"]), ("-aft2232h", ["--ftdi", "ft2232h"]))
           for osc, status, outcome in (("-o2MHz", 40, expect("Can't resync\n", absent=[DETECTED])),
                                        ("-o1MHz", 0, expect(DETECTED)))]
