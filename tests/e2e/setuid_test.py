@@ -68,11 +68,11 @@ def put(path, content, mode=0o644, owner=UID):
     os.chmod(path, mode)
 
 
-def command(copy, args, vtarget):
+def command(copy, args, vtarget, groups="--groups=%d" % GROUP):
     """As the user: a zindle copy under vtarget (unless None), or vtarget alone (args None). The loader of a set-uid
     program ignores a preload named with a '/', as vtarget names it."""
     zindle = [] if args is None else [os.path.join(T, copy, "zindle")] + args
-    return ["setpriv", "--reuid=%d" % UID, "--regid=%d" % GID, "--groups=%d" % GROUP, "--"] + (
+    return ["setpriv", "--reuid=%d" % UID, "--regid=%d" % GID, groups, "--"] + (
         zindle if vtarget is None else [os.path.join(T, "sim", "vtarget")] + vtarget
         + (zindle and ["--", "env", "LD_PRELOAD=libvtlpt.so"] + zindle))
 
@@ -111,9 +111,9 @@ def run_case(c):
     return "\n".join(problems + ["--- output ---\n" + text]) if problems else None
 
 
-def identities_at_key(args, vtarget):
+def identities_at_key(args, vtarget, groups="--groups=%d" % GROUP):
     """Stops the set-uid run at the adapter key and compares its identities with the user's."""
-    proc, text, program = running(command("setuid", args, vtarget), KEY, cwd=work_dir(), env=ENV,
+    proc, text, program = running(command("setuid", args, vtarget, groups), KEY, cwd=work_dir(), env=ENV,
                                   stderr=subprocess.STDOUT)
     if program is None or KEY not in text:
         proc.kill()
@@ -124,7 +124,8 @@ def identities_at_key(args, vtarget):
     os.kill(program, signal.SIGTERM)
     proc.communicate(timeout=30)
     return "\n".join("%s: %r, expected %r" % (name, found.get(name, "").strip(), value)
-                     for name, value in DROPPED.items() if found.get(name, "").strip() != value) or None
+                     for name, value in dict(DROPPED, **({"Groups": ""} if groups == "--clear-groups" else {})).items()
+                     if found.get(name, "").strip() != value) or None
 
 
 def installed(o, work):
@@ -163,7 +164,9 @@ if __name__ == "__main__" and T:
     main([("installed, no RPATH or RUNPATH in the program", installed)]
          + [(c.name, lambda o, work, c=c: run_case(c)) for c in cases()]
          + [("identities after opening " + name, lambda o, work, a=args, v=vt: identities_at_key(a, v))
-            for name, args, vt in KEY_RUNS])
+            for name, args, vt in KEY_RUNS]
+         + [("identities of a user without supplementary groups", lambda o, work: identities_at_key(
+             *KEY_RUNS[0][1:], groups="--clear-groups"))])
 elif __name__ == "__main__":
     if os.geteuid() != 0 or subprocess.run(["unshare", "--mount", "true"], stderr=subprocess.DEVNULL).returncode:
         print("skipped: making a set-uid install needs root and a mount namespace")
