@@ -85,7 +85,6 @@ void synchronise_and_identify() {
 
   const uint32_t id = read_signature();
   report(3, "\t%% Read ID: 0x%06X\n", id);
-  isp_chip.chip_index = -1;
   isp_chip.chip_index = lookup_signature(id);
 
   report(2, "Device connected, ");
