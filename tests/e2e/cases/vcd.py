@@ -26,8 +26,8 @@ def decoded(vcd, line):
 
 def recorded(o, work, options, program):
     """None when a run under vtarget with a trace and a VCD is recorded right, else what is wrong."""
-    program = [o.zindle if program[0] == "zindle" else os.path.join(os.path.dirname(o.vtarget), program[0])] \
-        + program[1:]
+    program = [o.zindle if p == "zindle" else os.path.join(os.path.dirname(o.vtarget), p) if p == "vt_lpt_client"
+               else p for p in program]
     status, text = output([o.vtarget, "--deterministic", "--chip", "mega8", *options, "--vcd", "run.vcd", "--trace",
                            "run.trace", "--", *program], work, 600)
     if status:
@@ -46,5 +46,7 @@ TESTS = [(what, lambda o, work, options=options, program=program: recorded(o, wo
              ("zindle over direct I/O", [], ["zindle", "+mega8", "-ew", "-v", HEX]),
              ("zindle over an FT2232H, ISP lines only", ["--ftdi", "ft2232h", "--vcd-lines", "isp"],
               ["zindle", "+mega8", "-aft2232h", "-ew", "-v", HEX]),
+             ("a script writing, then verifying in a second zindle: one recording", [],
+              ["sh", "-c", '"$0" +mega8 -ew -p/dev/parport0 "$1" && "$0" +mega8 -v "$1"', "zindle", HEX]),
              ("the plain client programming a whole mega8 over ppdev", [],
               ["vt_lpt_client", "ppdev", "/dev/parport0", "program", "5"])]]
