@@ -1,4 +1,4 @@
-// Running vtarget and its plain clients, files read whole, a scratch folder of the process's own.
+// Running vtarget and its plain clients, files read whole, in a scratch folder.
 #pragma once
 
 #include <sys/wait.h>
@@ -8,6 +8,8 @@
 #include <fstream>
 #include <iterator>
 #include <string>
+
+#include "tests/support/scratch_dir.h"
 
 namespace vt_test {
 
@@ -27,14 +29,5 @@ inline std::string read_file(const std::string& path) {
   std::ifstream f(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(f), {}};
 }
-
-// A fresh folder (mkdtemp), so that concurrent runs never share a file; removed with its contents.
-struct temp_dir {
-  const char* base = std::getenv("TMPDIR");
-  std::string path = std::string(base && *base ? base : "/tmp") + "/vt_test_XXXXXX";
-  temp_dir() { path = mkdtemp(&path[0]) ? path : "/nonexistent"; }
-  ~temp_dir() { run_command("rm -rf '" + path + "'"); }
-  std::string operator/(const std::string& name) const { return path + "/" + name; }
-};
 
 }  // namespace vt_test

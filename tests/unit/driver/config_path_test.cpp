@@ -9,15 +9,14 @@
 #include <fstream>
 #include <string>
 
+#include "tests/support/scratch_dir.h"
+
 namespace {
 
 // A scratch tree root/{a,b,b/sub,bin} with b/x.cfg, b/sub/x.cfg and bin/prog; the current directory is root/a.
 class ConfigPath : public ::testing::Test {
  protected:
   void SetUp() override {
-    char pattern[] = "/tmp/zindle_config_path_XXXXXX";
-    ASSERT_NE(mkdtemp(pattern), nullptr);
-    root = pattern;
     for (const char* d : {"/a", "/b", "/b/sub", "/bin"}) mkdir((root + d).c_str(), 0700);
     for (const char* f : {"/b/x.cfg", "/b/sub/x.cfg", "/bin/prog"}) std::ofstream(root + f) << "mosi=D5\n";
     ASSERT_NE(getcwd(saved_cwd, sizeof saved_cwd), nullptr);
@@ -26,9 +25,9 @@ class ConfigPath : public ::testing::Test {
   void TearDown() override {
     ASSERT_EQ(chdir(saved_cwd), 0);
     setenv("PATH", saved_path.c_str(), 1);
-    ASSERT_EQ(system(("rm -rf " + root).c_str()), 0);
   }
-  std::string root;
+  scratch_dir dir;
+  const std::string root = dir.path;
   char saved_cwd[4096];
   std::string saved_path = getenv("PATH") ? getenv("PATH") : "";
   char out[4096];

@@ -32,9 +32,9 @@ TEST(HexWrite, ExactRecordsForTheExamples) {
     mem_image image;
     for (const auto& [address, size] : c.blocks) image.append(new data_block(address, size, c.bytes));
     message_capture quiet;
-    hex_write(image, dir.file("out.hex").c_str());
+    hex_write(image, (dir / "out.hex").c_str());
     std::stringstream text;
-    text << std::ifstream(dir.file("out.hex")).rdbuf();
+    text << std::ifstream(dir / "out.hex").rdbuf();
     EXPECT_EQ(text.str(), c.text);
     EXPECT_EQ(quiet.text(), "");
   }

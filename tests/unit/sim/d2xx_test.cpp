@@ -39,7 +39,7 @@ void in_child(std::vector<std::string> types, const char* fault, const std::func
   cfg.clock = vt::clock_mode::deterministic, cfg.emulate_lpt = false, cfg.chip = "mega8";
   for (auto& t : types) cfg.ftdi.push_back({t, t == "ft2232h", "My Adapter", t == "ft2232h", "AB12"});
   if (fault) cfg.faults.push_back(vt::parse_fault(fault));
-  vt_test::temp_dir dir;
+  scratch_dir dir;
   std::ofstream(dir / "cfg") << vt::format_config(cfg);
   std::fflush(stdout);
   const pid_t pid = fork();

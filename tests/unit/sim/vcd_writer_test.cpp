@@ -32,7 +32,7 @@ TEST(VcdWriter, ChangesWindowsAndEnd) {
        "#70\n$dumpvars\n1!\n0\"\n$end\n#100\n"},
       {"a window before the first change", {{80, 0, '1'}, {80, 1, '0'}}, 100, 10, 50, ""},
   };
-  vt_test::temp_dir dir;
+  scratch_dir dir;
   for (const auto& c : cases) {
     const std::string path = dir / c.what;
     vt::vcd_writer w({"sck", "miso"});

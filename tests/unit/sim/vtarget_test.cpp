@@ -48,7 +48,7 @@ TEST(Vtarget, PlainClientReadsTheSignature) {
 }
 
 TEST(Vtarget, StateCarriesOverAndTraceIsDeterministic) {
-  vt_test::temp_dir dir;
+  scratch_dir dir;
   const std::string state = dir / "m8.state", out = dir / "flash.bin", t1 = dir / "t1", t2 = dir / "t2";
   const std::string first = run("--state " + state + " --trace " + t1, "ppdev /dev/parport0 program 3").out;
   EXPECT_EQ(first, "echo 53\nsignature 1E9307\nverify ok\n");
